@@ -1,0 +1,98 @@
+// Files and paths.
+//
+// Nev_file is a file handle with explicit open and close. Opening an existing
+// file for writing with NEV_FILE_OPEN_ALWAYS appends to it: every write goes
+// behind what the file already holds, so a diagnostic file of an earlier run
+// is never truncated. The sharing argument is honoured where the platform
+// enforces sharing (Windows) and accepted without effect elsewhere.
+//
+// One Nev_file is used by one thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "nev/export.h"
+#include "nev/status.h"
+
+namespace nev {
+
+// What open does with an existing or missing file.
+enum Nev_file_open : int {
+  NEV_FILE_OPEN_EXISTING = 0,  // open; a missing file fails
+  NEV_FILE_CREATE_NEW = 1,     // create; an existing file fails
+  NEV_FILE_OPEN_ALWAYS = 2,    // open, creating a missing file; writes append
+  NEV_FILE_CREATE_ALWAYS = 3,  // create, truncating an existing file
+};
+
+// What the handle may do.
+enum Nev_file_access : int {
+  NEV_FILE_READ = 0,
+  NEV_FILE_WRITE = 1,
+  NEV_FILE_READ_WRITE = 2,
+};
+
+// What other handles may do while this one is open.
+enum Nev_file_sharing : int {
+  NEV_FILE_SHARE_NONE = 0,
+  NEV_FILE_SHARE_READ = 1,
+  NEV_FILE_SHARE_WRITE = 2,
+  NEV_FILE_SHARE_READ_WRITE = 3,
+};
+
+class NEV_EXPORT Nev_file {
+ public:
+  // A closed file.
+  Nev_file() noexcept = default;
+  // Closes the file if it is open.
+  ~Nev_file();
+  Nev_file(const Nev_file&) = delete;
+  Nev_file& operator=(const Nev_file&) = delete;
+
+  // Opens `path`. `attributes` is accepted for source compatibility (0);
+  // `security` must be null. A failure (0xC200000C with the path and the
+  // platform's reason) leaves the file closed. Clears `status` first; an
+  // open file is closed before.
+  void open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
+            std::uint32_t attributes, Nev_file_sharing sharing, Nev_status& status,
+            const void* security = nullptr);
+  // Writes `bytes` bytes; returns how many were written. A failure reports
+  // 0xC200000D. Clears `status` first.
+  std::uint32_t write(const void* data, std::uint32_t bytes, Nev_status& status);
+  // Reads up to `bytes` bytes at the current position; returns how many were
+  // read, 0 at the end. A failure reports 0xC200000E. Clears `status` first.
+  std::uint32_t read(void* data, std::uint32_t bytes, Nev_status& status);
+  // Reads up to `bytes` bytes at `offset` without moving the position.
+  std::uint32_t read_at(std::uint64_t offset, void* data, std::uint32_t bytes, Nev_status& status);
+  // The size of the open file in bytes.
+  std::uint64_t size(Nev_status& status) const;
+  // Closes the file; nothing happens when it is closed.
+  void close() noexcept;
+  // True between a successful open and close.
+  bool is_open() const noexcept { return m_handle != -1; }
+
+ private:
+  // The platform's handle (a descriptor, or a HANDLE cast), -1 when closed.
+  std::intptr_t m_handle = -1;
+  std::u16string m_path;
+};
+
+// A file-system path.
+class NEV_EXPORT Nev_path {
+ public:
+  explicit Nev_path(const std::u16string& path);
+  // `directory` and `name` joined by the platform's separator; none is added
+  // when `directory` is empty or already ends in a separator.
+  Nev_path(const std::u16string& directory, const std::u16string& name);
+
+  const std::u16string& str() const noexcept { return m_path; }
+  operator const std::u16string&() const noexcept { return m_path; }
+
+  // The platform's separator: "/" or "\".
+  static char16_t separator() noexcept;
+
+ private:
+  std::u16string m_path;
+};
+
+}  // namespace nev

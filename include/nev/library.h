@@ -1,0 +1,29 @@
+// Dynamic libraries: load, look up an entry point by name, unload.
+//
+// A failure carries the platform's own error text as a status argument, so a
+// caller can show why a plug-in library did not load. Loading the same path
+// twice gives handles that count as two loads: each needs its own unload.
+// All three may be called from any thread.
+#pragma once
+
+#include <string>
+
+#include "nev/export.h"
+#include "nev/status.h"
+
+namespace nev {
+
+// A loaded library; null is no library.
+using Nev_library = void*;
+
+// Loads the library at `path`. Failure: 0xC2000009 with the path and the
+// platform's reason, and a null result. Clears `status` first.
+NEV_EXPORT Nev_library nev_load_library(const std::u16string& path, Nev_status& status);
+// The address of the entry point `name`. Failure: 0xC200000A with the name
+// and the platform's reason, and a null result. Clears `status` first.
+NEV_EXPORT void* nev_lookup_function(Nev_library library, const std::string& name, Nev_status& status);
+// Unloads a library. Failure: 0xC200000B with the platform's reason.
+// Clears `status` first.
+NEV_EXPORT void nev_unload_library(Nev_library library, Nev_status& status);
+
+}  // namespace nev

@@ -1,0 +1,76 @@
+// Small platform services: the environment, thread ids, the console, and the
+// name services of the sockets layer.
+//
+// On Windows these are the platform's own calls. On Linux the console is the
+// process's standard output (text converted to UTF-8; allocating and freeing
+// the console leave the descriptors alone), the environment is converted from
+// UTF-8, and the sockets layer is the BSD calls, whose start-up succeeds at
+// once. All functions may be called from any thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "nev/export.h"
+
+namespace nev {
+
+// ---- environment and threads -----------------------------------------------------
+
+// The value of environment variable `name`; false when it is not set.
+NEV_EXPORT bool nev_getenv(const std::u16string& name, std::u16string& value);
+// The calling thread's id: not 0, distinct among threads that run at once.
+NEV_EXPORT std::uint32_t nev_current_thread_id() noexcept;
+
+// ---- console -----------------------------------------------------------------------
+
+// A console output handle; null is none.
+using Nev_console = void*;
+
+// Gives the process a console if it has none; false when that failed.
+NEV_EXPORT bool nev_alloc_console() noexcept;
+// The standard output handle.
+NEV_EXPORT Nev_console nev_get_std_output() noexcept;
+// Writes `count` units of `text`; `written` receives the units written. False
+// when nothing could be written.
+NEV_EXPORT bool nev_write_console(Nev_console console, const char16_t* text, std::uint32_t count,
+                                  std::uint32_t* written) noexcept;
+// Detaches the process from its console; false when that failed.
+NEV_EXPORT bool nev_free_console() noexcept;
+
+// ---- sockets layer --------------------------------------------------------------
+
+// What the resolver knows of a host.
+struct Nev_host_entry {
+  bool has_name = false;                 // false where the resolver gave no name
+  std::string name;                      // the official name
+  std::vector<std::uint32_t> addresses;  // IPv4, as they lie in memory (network order)
+};
+
+// Starts the sockets layer asking for `version` (0x0101 is 1.1); 0 on
+// success, else the platform's error number.
+NEV_EXPORT int nev_socket_startup(std::uint16_t version);
+// The error number of the sockets layer's last failure on this thread.
+NEV_EXPORT int nev_socket_last_error();
+// The host's name into `buffer` of `length` bytes, NUL-terminated; 0 on
+// success, -1 when it fails or does not fit.
+NEV_EXPORT int nev_gethostname(char* buffer, int length);
+// Looks `name` up; false when the resolver knows no such host.
+NEV_EXPORT bool nev_gethostbyname(const char* name, Nev_host_entry& entry);
+// The IPv4 address in dotted text as a number in network order;
+// 0xFFFFFFFF when the text is no address.
+NEV_EXPORT std::uint32_t nev_inet_addr(const char* text);
+
+// Replacements of the sockets layer's calls, for tests. A null member keeps
+// the platform's call.
+struct Nev_socket_hooks {
+  int (*startup)(std::uint16_t version) = nullptr;
+  int (*last_error)() = nullptr;
+  int (*gethostname)(char* buffer, int length) = nullptr;
+  bool (*gethostbyname)(const char* name, Nev_host_entry& entry) = nullptr;
+};
+// Installs `hooks` (copied); null restores the platform's calls.
+NEV_EXPORT void nev_set_socket_hooks(const Nev_socket_hooks* hooks);
+
+}  // namespace nev
