@@ -60,8 +60,12 @@ enum class Length { NONE, HH, H, L, LL, J, Z, T, BIG_L };
 
 // One parsed conversion spec.
 struct Spec {
-  std::string flags;  // any of "-+ #0", as written
+  // The flags "-+ #0", each at most once (a repeated flag means nothing more).
   bool left = false;
+  bool plus = false;
+  bool space = false;
+  bool alternate = false;
+  bool zero = false;
   int width = -1;      // -1: none
   int precision = -1;  // -1: none
   Length length = Length::NONE;
@@ -124,8 +128,11 @@ const char* length_text(Length length) {
 bool parse_spec(const char16_t*& p, std::va_list& args, Spec& spec) {
   for (;; ++p) {
     if (*p == u'-') spec.left = true;
-    else if (*p != u'+' && *p != u' ' && *p != u'#' && *p != u'0') break;
-    spec.flags += static_cast<char>(*p);
+    else if (*p == u'+') spec.plus = true;
+    else if (*p == u' ') spec.space = true;
+    else if (*p == u'#') spec.alternate = true;
+    else if (*p == u'0') spec.zero = true;
+    else break;
   }
   if (*p == u'*') {
     ++p;
@@ -133,7 +140,6 @@ bool parse_spec(const char16_t*& p, std::va_list& args, Spec& spec) {
     if (width < 0) {
       if (width == std::numeric_limits<int>::min()) return false;
       spec.left = true;
-      spec.flags += '-';
       spec.width = -width;
     } else {
       spec.width = width;
@@ -177,21 +183,49 @@ void put_text(Output& out, const Spec& spec, const char16_t* text) {
   pad_and_put(out, spec, text, size);
 }
 
-std::string narrow_spec(const Spec& spec) {
-  std::string text = "%" + spec.flags;
-  if (spec.width >= 0) text += std::to_string(spec.width);
-  if (spec.precision >= 0) text += "." + std::to_string(spec.precision);
-  text += length_text(spec.length);
-  text += static_cast<char>(spec.conversion);
-  return text;
-}
+// The narrow conversion spec for snprintf, with "*" resolved.
+struct Narrow_spec {
+  // "%", five flags, two numbers of up to ten digits, ".", two length
+  // letters, the conversion and the NUL.
+  char text[40];
+
+  explicit Narrow_spec(const Spec& spec) {
+    char* p = text;
+    *p++ = '%';
+    if (spec.left) *p++ = '-';
+    if (spec.plus) *p++ = '+';
+    if (spec.space) *p++ = ' ';
+    if (spec.alternate) *p++ = '#';
+    if (spec.zero) *p++ = '0';
+    if (spec.width >= 0) p = put_decimal(p, spec.width);
+    if (spec.precision >= 0) {
+      *p++ = '.';
+      p = put_decimal(p, spec.precision);
+    }
+    for (const char* length = length_text(spec.length); *length != 0;) *p++ = *length++;
+    *p++ = static_cast<char>(spec.conversion);
+    *p = 0;
+  }
+
+ private:
+  static char* put_decimal(char* p, int value) {
+    char digits[12];
+    int count = 0;
+    do {
+      digits[count++] = static_cast<char>('0' + value % 10);
+      value /= 10;
+    } while (value != 0);
+    while (count != 0) *p++ = digits[--count];
+    return p;
+  }
+};
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
 template <class T>
 int narrow_length(const Spec& spec, T value) {
-  return std::snprintf(nullptr, 0, narrow_spec(spec).c_str(), value);
+  return std::snprintf(nullptr, 0, Narrow_spec(spec).text, value);
 }
 
 // The C library produces every unit of a padded or very precise conversion,
@@ -213,8 +247,7 @@ bool bound_spec(Spec& spec, std::size_t room, T value) {
     const int removed = spec.precision - static_cast<int>(cap);
     spec.precision = static_cast<int>(cap);
     // "%g" without "#" drops trailing zeros: its text does not shrink.
-    const bool strips_zeros = (spec.conversion == u'g' || spec.conversion == u'G') &&
-                              spec.flags.find('#') == std::string::npos;
+    const bool strips_zeros = (spec.conversion == u'g' || spec.conversion == u'G') && !spec.alternate;
     if (!strips_zeros && spec.width > 0) spec.width = spec.width > removed ? spec.width - removed : 0;
   }
   if (spec.width > 0 && static_cast<std::size_t>(spec.width) > budget) {
@@ -233,9 +266,9 @@ bool bound_spec(Spec& spec, std::size_t room, T value) {
 template <class T>
 bool put_number(Output& out, Spec spec, T value) {
   if (!bound_spec(spec, out.room(), value)) return false;
-  const std::string format = narrow_spec(spec);
+  const Narrow_spec format(spec);
   char small[128];
-  const int needed = std::snprintf(small, sizeof(small), format.c_str(), value);
+  const int needed = std::snprintf(small, sizeof(small), format.text, value);
   if (needed < 0) return false;
   std::string large;
   const char* text = small;
@@ -244,7 +277,7 @@ bool put_number(Output& out, Spec spec, T value) {
     // would be cut anyway.
     const std::size_t keep = std::min(static_cast<std::size_t>(needed), out.room() + 1);
     large.resize(keep + 1);
-    std::snprintf(large.data(), large.size(), format.c_str(), value);
+    std::snprintf(large.data(), large.size(), format.text, value);
     text = large.data();
     if (keep < static_cast<std::size_t>(needed)) {
       for (std::size_t i = 0; i < keep; ++i) out.put(static_cast<char16_t>(static_cast<unsigned char>(text[i])));
