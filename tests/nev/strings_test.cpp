@@ -159,6 +159,7 @@ TEST(Strings, EightBitConversionAndSmallHelpers) {
   EXPECT_EQ(nev::nev_wtos(wide), all_bytes);
 
   EXPECT_EQ(nev::nev_wcslen(u""), 0u);
+  EXPECT_EQ(nev::nev_wcslen(nullptr), 0u);
   EXPECT_EQ(nev::nev_wcslen(u"abc\0def"), 3u);
   for (char16_t unit : {u'0', u'5', u'9'}) EXPECT_TRUE(nev::nev_iswdigit(unit));
   for (char16_t unit : {u'/', u':', u'a', char16_t(0x0660), char16_t(0xFF10)}) EXPECT_FALSE(nev::nev_iswdigit(unit));
