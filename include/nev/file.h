@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "nev/export.h"
 #include "nev/status.h"
@@ -85,8 +86,12 @@ class NEV_EXPORT Nev_path {
   // when `directory` is empty or already ends in a separator.
   Nev_path(const std::u16string& directory, const std::u16string& name);
 
-  const std::u16string& str() const noexcept { return m_path; }
-  operator const std::u16string&() const noexcept { return m_path; }
+  // The path. A temporary Nev_path gives its text by value, so that
+  // `const std::u16string& p = Nev_path(d, n);` holds no dangling reference.
+  const std::u16string& str() const& noexcept { return m_path; }
+  std::u16string str() && { return std::move(m_path); }
+  operator const std::u16string&() const& noexcept { return m_path; }
+  operator std::u16string() && { return std::move(m_path); }
 
   // The platform's separator: "/" or "\".
   static char16_t separator() noexcept;
