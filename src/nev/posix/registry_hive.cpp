@@ -498,8 +498,7 @@ Key_id Hive::find_child(Key_id parent, const std::u16string& name) {
 }
 
 Key_id Hive::find_key(Key_id base, const std::u16string& path) {
-  const std::vector<std::u16string> names = reg_split_path(path);
-  if (names.empty()) return base;
+  if (path.find_first_not_of(u'\\') == std::u16string::npos) return base;
   if (m_db == nullptr) return NO_KEY;
   const bool caching = !m_writing;
   std::u16string key;
@@ -509,7 +508,7 @@ Key_id Hive::find_key(Key_id base, const std::u16string& path) {
     if (found != m_key_cache.end()) return found->second;
   }
   Key_id id = base;
-  for (const std::u16string& name : names) {
+  for (const std::u16string& name : reg_split_path(path)) {
     id = find_child(id, name);
     if (id == NO_KEY) break;
   }
