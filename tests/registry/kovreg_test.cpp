@@ -252,7 +252,7 @@ TEST_F(Hive_test, KovregEditsKeysAndValues) {
       {"add HKEY_LOCAL_MACHINE\\Software\\Ed /v Count /t REG_DWORD /d 42 /f", 0, "completed"},
       {"add HKLM\\Software\\Ed /ve /d dflt /f", 0, "completed"},
       {"add HKLM\\Software\\Ed\\Sub", 0, "completed"},
-      {"query hklm\\software\\ed", 0, "    Count    REG_DWORD    0x2A\n"},
+      {"query hklm\\software\\ed", 0, "    Count    REG_DWORD    0x2a\n"},
       {"query HKLM\\Software\\Ed /ve", 0, "(Default)    REG_SZ    dflt"},
       {"query HKLM\\Software\\Ed", 0, "\nHKEY_LOCAL_MACHINE\\Software\\Ed\\Sub\n"},
       {"query HKLM\\Software\\Ed /v Missing", 1, "does not exist"},
