@@ -555,7 +555,12 @@ int export_key(Registry& registry, const Options& options) {
 }
 
 int run(const Options& options) {
-  if (!options.hive.empty()) ::setenv("NEV_REGISTRY", options.hive.c_str(), 1);
+  if (!options.hive.empty()) {
+    // putenv keeps the text it is given, and exists wherever the tool builds.
+    static std::string assignment;
+    assignment = "NEV_REGISTRY=" + options.hive;
+    ::putenv(assignment.data());
+  }
   Registry registry(options.machine);
   const std::string& command = options.command;
   if (command == "query") return query(registry, options);
