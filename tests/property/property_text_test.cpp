@@ -73,7 +73,9 @@ TEST(PropertyText, StoredTextOfEachTypeRoundTrips) {
     } catch (const std::runtime_error&) {
     }
     EXPECT_EQ(same, c.reads_back) << nev::nev_to_utf8(c.stored);
-    if (c.reads_back) EXPECT_EQ(restored.get_persistent_string(), c.stored);
+    if (c.reads_back) {
+      EXPECT_EQ(restored.get_persistent_string(), c.stored);
+    }
   }
 }
 
