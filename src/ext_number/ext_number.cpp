@@ -26,42 +26,48 @@ namespace {
 // r[0, n) += a[0, m) modulo 256^n, with m <= n. Each word of `a` is read
 // before the same word of `r` is written, so `a` may be `r` itself.
 void add_bytes(unsigned char* r, std::size_t n, const unsigned char* a, std::size_t m) noexcept {
-  Word carry = 0;
+  unsigned char carry = 0;
   std::size_t i = 0;
-  for (; i + 2 * WORD_BYTES <= m; i += 2 * WORD_BYTES) {
-    const Wide s0 = static_cast<Wide>(load_word(r + i)) + load_word(a + i) + carry;
-    const Wide s1 = static_cast<Wide>(load_word(r + i + WORD_BYTES)) + load_word(a + i + WORD_BYTES) +
-                    static_cast<Word>(s0 >> 64);
-    store_word(r + i, static_cast<Word>(s0));
-    store_word(r + i + WORD_BYTES, static_cast<Word>(s1));
-    carry = static_cast<Word>(s1 >> 64);
+  if (m >= 4 * WORD_BYTES) {
+    const std::size_t blocks = m / (4 * WORD_BYTES);
+    carry = detail::add_blocks(r, a, blocks, carry);
+    i = 4 * WORD_BYTES * blocks;
   }
-  for (; i < m; i += WORD_BYTES) {
+  for (; i + WORD_BYTES <= m; i += WORD_BYTES) {
+    Word s;
+    carry = detail::add_with_carry(carry, load_word(r + i), load_word(a + i), s);
+    store_word(r + i, s);
+  }
+  if (i < m) {  // the operand's partial top word
     const std::size_t nr = std::min(WORD_BYTES, n - i);
-    const Wide s = static_cast<Wide>(load_bytes(r + i, nr)) + load_bytes(a + i, std::min(WORD_BYTES, m - i)) + carry;
-    store_bytes(r + i, nr, static_cast<Word>(s));
-    carry = static_cast<Word>(s >> 64);
+    Word s;
+    carry = detail::add_with_carry(carry, load_bytes(r + i, nr), load_bytes(a + i, m - i), s);
+    store_bytes(r + i, nr, s);
+    i += nr;
   }
   detail::propagate_carry(r, n, i, carry);
 }
 
 // r[0, n) -= a[0, m) modulo 256^n, with m <= n; `a` may be `r` itself.
 void sub_bytes(unsigned char* r, std::size_t n, const unsigned char* a, std::size_t m) noexcept {
-  Word borrow = 0;
+  unsigned char borrow = 0;
   std::size_t i = 0;
-  for (; i + 2 * WORD_BYTES <= m; i += 2 * WORD_BYTES) {
-    const Wide d0 = static_cast<Wide>(load_word(r + i)) - load_word(a + i) - borrow;
-    const Wide d1 = static_cast<Wide>(load_word(r + i + WORD_BYTES)) - load_word(a + i + WORD_BYTES) -
-                    (static_cast<Word>(d0 >> 64) & 1);
-    store_word(r + i, static_cast<Word>(d0));
-    store_word(r + i + WORD_BYTES, static_cast<Word>(d1));
-    borrow = static_cast<Word>(d1 >> 64) & 1;
+  if (m >= 4 * WORD_BYTES) {
+    const std::size_t blocks = m / (4 * WORD_BYTES);
+    borrow = detail::sub_blocks(r, a, blocks, borrow);
+    i = 4 * WORD_BYTES * blocks;
   }
-  for (; i < m; i += WORD_BYTES) {
+  for (; i + WORD_BYTES <= m; i += WORD_BYTES) {
+    Word d;
+    borrow = detail::sub_with_borrow(borrow, load_word(r + i), load_word(a + i), d);
+    store_word(r + i, d);
+  }
+  if (i < m) {  // the operand's partial top word
     const std::size_t nr = std::min(WORD_BYTES, n - i);
-    const Wide d = static_cast<Wide>(load_bytes(r + i, nr)) - load_bytes(a + i, std::min(WORD_BYTES, m - i)) - borrow;
-    store_bytes(r + i, nr, static_cast<Word>(d));
-    borrow = static_cast<Word>(d >> 64) & 1;
+    Word d;
+    borrow = detail::sub_with_borrow(borrow, load_bytes(r + i, nr), load_bytes(a + i, m - i), d);
+    store_bytes(r + i, nr, d);
+    i += nr;
   }
   detail::propagate_borrow(r, n, i, borrow);
 }

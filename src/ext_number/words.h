@@ -13,12 +13,20 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__x86_64__) || defined(_M_X64)
+#  include <immintrin.h>
+#  define KOV_EXT_NUMBER_CARRY_INTRINSICS 1
+#endif
+
 namespace kov::detail {
 
 static_assert(std::endian::native == std::endian::little,
               "extended numbers map bytes to words in little-endian order");
 
-using Word = std::uint64_t;
+// unsigned long long rather than std::uint64_t: it is the type the carry
+// intrinsics write through, on every platform.
+using Word = unsigned long long;
+static_assert(sizeof(Word) == 8);
 // Double word for products and carries.
 __extension__ typedef unsigned __int128 Wide;
 
@@ -44,6 +52,114 @@ inline Word load_bytes(const unsigned char* p, std::size_t n) noexcept {
 // The low `n` bytes (0 to 8) of `w` to `p`.
 inline void store_bytes(unsigned char* p, std::size_t n, Word w) noexcept {
   if (n != 0) std::memcpy(p, &w, n);
+}
+
+// a + b + carry_in (0 or 1) into `sum`; returns the carry out. On x86-64 the
+// compiler's carry intrinsic, so that a chain of these becomes add-with-carry
+// instructions.
+inline unsigned char add_with_carry(unsigned char carry_in, Word a, Word b, Word& sum) noexcept {
+#if defined(KOV_EXT_NUMBER_CARRY_INTRINSICS)
+  return _addcarry_u64(carry_in, a, b, &sum);
+#else
+  const Word partial = a + b;
+  sum = partial + carry_in;
+  return static_cast<unsigned char>((partial < a) | (sum < partial));
+#endif
+}
+
+// a - b - borrow_in (0 or 1) into `difference`; returns the borrow out.
+inline unsigned char sub_with_borrow(unsigned char borrow_in, Word a, Word b, Word& difference) noexcept {
+#if defined(KOV_EXT_NUMBER_CARRY_INTRINSICS)
+  return _subborrow_u64(borrow_in, a, b, &difference);
+#else
+  const Word partial = a - b;
+  difference = partial - borrow_in;
+  return static_cast<unsigned char>((a < b) | (partial < borrow_in));
+#endif
+}
+
+// r[0, 32 * blocks) += a[0, 32 * blocks) plus `carry` (0 or 1), four words a
+// step; returns the carry out. `blocks` is at least 1. On x86-64 one chain of
+// add-with-carry instructions whose carry never leaves the flags: the
+// compilers we build with spill the intrinsic's result through memory.
+inline unsigned char add_blocks(unsigned char* r, const unsigned char* a, std::size_t blocks,
+                                unsigned char carry) noexcept {
+#if defined(__x86_64__) && defined(__GNUC__)
+  __asm__ volatile(
+      "negb %[c]\n\t"  // CF = carry
+      "1:\n\t"
+      "movq (%[r]), %%r8\n\t"
+      "movq 8(%[r]), %%r9\n\t"
+      "movq 16(%[r]), %%r10\n\t"
+      "movq 24(%[r]), %%r11\n\t"
+      "adcq (%[a]), %%r8\n\t"
+      "adcq 8(%[a]), %%r9\n\t"
+      "adcq 16(%[a]), %%r10\n\t"
+      "adcq 24(%[a]), %%r11\n\t"
+      "movq %%r8, (%[r])\n\t"
+      "movq %%r9, 8(%[r])\n\t"
+      "movq %%r10, 16(%[r])\n\t"
+      "movq %%r11, 24(%[r])\n\t"
+      "leaq 32(%[r]), %[r]\n\t"  // lea and dec leave CF alone
+      "leaq 32(%[a]), %[a]\n\t"
+      "decq %[n]\n\t"
+      "jnz 1b\n\t"
+      "setc %[c]"
+      : [r] "+r"(r), [a] "+r"(a), [n] "+r"(blocks), [c] "+q"(carry)
+      :
+      : "r8", "r9", "r10", "r11", "cc", "memory");
+  return carry;
+#else
+  for (; blocks != 0; --blocks, r += 4 * WORD_BYTES, a += 4 * WORD_BYTES) {
+    for (std::size_t k = 0; k < 4 * WORD_BYTES; k += WORD_BYTES) {
+      Word sum;
+      carry = add_with_carry(carry, load_word(r + k), load_word(a + k), sum);
+      store_word(r + k, sum);
+    }
+  }
+  return carry;
+#endif
+}
+
+// r[0, 32 * blocks) -= a[0, 32 * blocks) and `borrow` (0 or 1); returns the
+// borrow out. `blocks` is at least 1.
+inline unsigned char sub_blocks(unsigned char* r, const unsigned char* a, std::size_t blocks,
+                                unsigned char borrow) noexcept {
+#if defined(__x86_64__) && defined(__GNUC__)
+  __asm__ volatile(
+      "negb %[c]\n\t"  // CF = borrow
+      "1:\n\t"
+      "movq (%[r]), %%r8\n\t"
+      "movq 8(%[r]), %%r9\n\t"
+      "movq 16(%[r]), %%r10\n\t"
+      "movq 24(%[r]), %%r11\n\t"
+      "sbbq (%[a]), %%r8\n\t"
+      "sbbq 8(%[a]), %%r9\n\t"
+      "sbbq 16(%[a]), %%r10\n\t"
+      "sbbq 24(%[a]), %%r11\n\t"
+      "movq %%r8, (%[r])\n\t"
+      "movq %%r9, 8(%[r])\n\t"
+      "movq %%r10, 16(%[r])\n\t"
+      "movq %%r11, 24(%[r])\n\t"
+      "leaq 32(%[r]), %[r]\n\t"
+      "leaq 32(%[a]), %[a]\n\t"
+      "decq %[n]\n\t"
+      "jnz 1b\n\t"
+      "setc %[c]"
+      : [r] "+r"(r), [a] "+r"(a), [n] "+r"(blocks), [c] "+q"(borrow)
+      :
+      : "r8", "r9", "r10", "r11", "cc", "memory");
+  return borrow;
+#else
+  for (; blocks != 0; --blocks, r += 4 * WORD_BYTES, a += 4 * WORD_BYTES) {
+    for (std::size_t k = 0; k < 4 * WORD_BYTES; k += WORD_BYTES) {
+      Word difference;
+      borrow = sub_with_borrow(borrow, load_word(r + k), load_word(a + k), difference);
+      store_word(r + k, difference);
+    }
+  }
+  return borrow;
+#endif
 }
 
 // Up to eight bytes of a `length`-byte buffer from byte `at` on, with the
