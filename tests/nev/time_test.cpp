@@ -281,6 +281,19 @@ TEST(NevDateAndTime, LocalZoneFollowsDaylightSavingTime) {
   EXPECT_EQ(after - before, Nev_time_period(0, 1, 0, 0, 0));
 }
 
+TEST(NevDateAndTime, LocalZoneWestOfUtc) {
+  Zone_setting zone("EST5EDT,M3.2.0,M11.1.0");
+  // 14 March 2021: 02:00 EST became 03:00 EDT.
+  const Nev_date day(14, 3, 2021);
+  const Nev_date_and_time before(day, Nev_time(1, 30, 0, 0), Nev_time_zone::local());
+  const Nev_date_and_time after(day, Nev_time(3, 30, 0, 0), Nev_time_zone::local());
+  EXPECT_EQ(before, Nev_date_and_time(day, Nev_time(6, 30, 0, 0), Nev_time_zone::utc()));
+  EXPECT_EQ(after, Nev_date_and_time(day, Nev_time(7, 30, 0, 0), Nev_time_zone::utc()));
+  // 7 November 2021: 02:00 EDT became 01:00 EST; 03:00 is plain winter time.
+  const Nev_date_and_time autumn(Nev_date(7, 11, 2021), Nev_time(3, 0, 0, 0), Nev_time_zone::local());
+  EXPECT_EQ(autumn, Nev_date_and_time(Nev_date(7, 11, 2021), Nev_time(8, 0, 0, 0), Nev_time_zone::utc()));
+}
+
 TEST(NevDateAndTime, NowReadsTheClockInForceInTheLocalZone) {
   Zone_setting zone(CENTRAL_EUROPE);
   Clock_override clock(&fake_clock);
