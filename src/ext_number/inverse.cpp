@@ -11,7 +11,7 @@
 // All working state (remainder, normalised divisor, quotient) lives in one
 // buffer allocated for the call; small sizes use a buffer on the stack.
 #include <algorithm>
-#include <bit>
+#include <iterator>
 #include <memory>
 
 #include "ext_number/words.h"
@@ -148,7 +148,8 @@ void Kov_ext_number::partial_inverse(Kov_ext_number& first, Kov_ext_number& seco
   const std::uint64_t d_bits = detail::bit_length(m_bytes_p, m_size);
 
   // Layout of the working buffer: numerator and remainder u (nw + 1 words),
-  // normalised divisor v (dn words), quotient q (nw + 1 words).
+  // divisor v (nw words, of which the low dn hold it), quotient q (nw + 1
+  // words).
   const std::size_t nw = (m_size + WORD_BYTES - 1) / WORD_BYTES;
   const std::size_t dn = (d_bits + WORD_BITS - 1) / WORD_BITS;
   Word local[3 * 16 + 2];

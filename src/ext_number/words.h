@@ -13,9 +13,16 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__x86_64__) || defined(_M_X64)
+// On x86-64 the carry chains use the processor's add-with-carry: through the
+// compiler's intrinsics, and for blocks of words through inline assembly where
+// the compiler accepts GNU syntax. Defining KOV_EXT_NUMBER_PORTABLE builds the
+// plain C++ paths instead (the tests are run that way too).
+#if (defined(__x86_64__) || defined(_M_X64)) && !defined(KOV_EXT_NUMBER_PORTABLE)
 #  include <immintrin.h>
 #  define KOV_EXT_NUMBER_CARRY_INTRINSICS 1
+#  if defined(__GNUC__)
+#    define KOV_EXT_NUMBER_CARRY_ASSEMBLY 1
+#  endif
 #endif
 
 namespace kov::detail {
@@ -84,7 +91,7 @@ inline unsigned char sub_with_borrow(unsigned char borrow_in, Word a, Word b, Wo
 // compilers we build with spill the intrinsic's result through memory.
 inline unsigned char add_blocks(unsigned char* r, const unsigned char* a, std::size_t blocks,
                                 unsigned char carry) noexcept {
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(KOV_EXT_NUMBER_CARRY_ASSEMBLY)
   __asm__ volatile(
       "negb %[c]\n\t"  // CF = carry
       "1:\n\t"
@@ -125,7 +132,7 @@ inline unsigned char add_blocks(unsigned char* r, const unsigned char* a, std::s
 // borrow out. `blocks` is at least 1.
 inline unsigned char sub_blocks(unsigned char* r, const unsigned char* a, std::size_t blocks,
                                 unsigned char borrow) noexcept {
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(KOV_EXT_NUMBER_CARRY_ASSEMBLY)
   __asm__ volatile(
       "negb %[c]\n\t"  // CF = borrow
       "1:\n\t"
