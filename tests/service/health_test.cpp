@@ -5,7 +5,9 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -14,57 +16,35 @@
 
 namespace {
 
-using kov::Kov_health;
-using kov::Kov_monitor;
-
-// Microseconds the test clock shows; 2024-01-15 12:00 UTC to begin with.
+// Microseconds the test clock shows; it throws while `clock_fails` is set.
 std::atomic<std::int64_t> clock_now{1705320000000000};
 std::atomic<bool> clock_fails{false};
-
 std::int64_t test_clock() {
-  if (clock_fails.load()) throw std::runtime_error("clock failure");
-  return clock_now.load();
+  if (clock_fails) throw std::runtime_error("clock failure");
+  return clock_now;
 }
-
-// Each reading of this clock is one microsecond later than the one before.
-std::int64_t moving_clock() { return clock_now.fetch_add(1) + 1; }
+// Each reading one microsecond later than the one before.
+std::int64_t moving_clock() { return ++clock_now; }
 
 class MonitorTest : public ::testing::Test {
  protected:
-  void SetUp() override {
+  void SetUp() override { nev::nev_set_clock(test_clock); }
+  void TearDown() override {
+    nev::nev_set_clock(nullptr);
     clock_fails = false;
-    nev::nev_set_clock(test_clock);
   }
-  void TearDown() override { nev::nev_set_clock(nullptr); }
-
-  static void advance(std::int64_t microseconds) { clock_now += microseconds; }
-  static void set_back(std::int64_t microseconds) { clock_now -= microseconds; }
 };
 
-// True when `operation` finishes on another thread: the object's mutex is
-// free (it is recursive, so the owning thread could always take it again).
+// True when `operation` finishes on another thread, i.e. the object's mutex
+// is free (it is recursive, so the owning thread could always take it again).
 template <class Operation>
 bool completes_elsewhere(Operation operation) {
-  auto done = std::async(std::launch::async, operation);
-  return done.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+  return std::async(std::launch::async, operation).wait_for(std::chrono::seconds(10)) == std::future_status::ready;
 }
 
-TEST(HealthTest, CountsAndResets) {
-  Kov_health health;
-  EXPECT_EQ(health.num_exceptions(), 0u);
-  EXPECT_EQ(health.num_threads(), 0u);
-  health.exception_caught();
-  health.exception_caught();
-  health.thread_killed();
-  EXPECT_EQ(health.num_exceptions(), 2u);
-  EXPECT_EQ(health.num_threads(), 1u);
-  health.reset();
-  EXPECT_EQ(health.num_exceptions(), 0u);
-  EXPECT_EQ(health.num_threads(), 0u);
-}
-
-TEST(HealthTest, CountsEveryCallFromManyThreads) {
-  Kov_health health;
+TEST(HealthTest, CountsFromManyThreadsAndResets) {
+  kov::Kov_health health;
+  EXPECT_EQ(health.num_exceptions() + health.num_threads(), 0u);
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&health] {
@@ -77,83 +57,54 @@ TEST(HealthTest, CountsEveryCallFromManyThreads) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(health.num_exceptions(), 80000u);
   EXPECT_EQ(health.num_threads(), 40000u);
+  health.reset();
+  EXPECT_EQ(health.num_exceptions() + health.num_threads(), 0u);
 }
 
+// Scripts of steps: "+n" and "-n" move the clock by n microseconds, "t"
+// ticks, "r" resets, "Y" and "N" ask working() and expect true or false.
 TEST_F(MonitorTest, AnswersWhetherATickMovedTimeOn) {
-  Kov_monitor monitor;
-  EXPECT_FALSE(monitor.working());  // both readings of the constructor equal
-  advance(1000);
-  monitor.tick();
-  EXPECT_TRUE(monitor.working());
-  EXPECT_FALSE(monitor.working());  // no tick since the last question
-  advance(1000);
-  EXPECT_FALSE(monitor.working());  // time alone counts for nothing
-
-  for (int i = 0; i < 10; ++i) {
-    advance(10);
-    monitor.tick();
+  const std::vector<std::string> scripts = {
+      "N +1000 t Y N +1000 N",                    // time alone counts for nothing
+      "+10 t +10 t +10 t +10 t +10 t +10 t +10 t +10 t +10 t +10 t Y N",
+      "+5 t Y t N +5 t Y",                        // a tick on the reading already seen
+      "+100000000 t Y r +1 t Y r N",              // after reset 1 us counts against zero
+      "+100 t Y -50 t N +20 t Y",                 // set back: false, and the smaller baseline
+  };
+  for (const std::string& script : scripts) {
+    kov::Kov_monitor monitor;
+    std::istringstream steps(script);
+    std::string step;
+    for (int index = 0; steps >> step; ++index) {
+      if (step[0] == '+' || step[0] == '-') clock_now += std::stoll(step);
+      if (step == "t") monitor.tick();
+      if (step == "r") monitor.reset();
+      if (step == "Y" || step == "N") {
+        EXPECT_EQ(monitor.working(), step == "Y") << script << ", step " << index;
+      }
+    }
   }
-  EXPECT_TRUE(monitor.working());
-  EXPECT_FALSE(monitor.working());
-
-  monitor.tick();  // a tick on the clock reading already seen
-  EXPECT_FALSE(monitor.working());
-  advance(5000);
-  monitor.tick();
-  EXPECT_TRUE(monitor.working());
-}
-
-TEST_F(MonitorTest, FirstQuestionSeesTheConstructorsTwoReadings) {
-  nev::nev_set_clock(moving_clock);
-  Kov_monitor moved;
+  nev::nev_set_clock(moving_clock);  // the constructor's two readings differ
+  kov::Kov_monitor moved;
   EXPECT_TRUE(moved.working());
   EXPECT_FALSE(moved.working());
-  moved.reset();
-  EXPECT_TRUE(moved.working());
-}
-
-TEST_F(MonitorTest, ResetBeginsANewWatch) {
-  Kov_monitor monitor;
-  advance(100000000);
-  monitor.tick();
-  EXPECT_TRUE(monitor.working());  // the baseline is now 100 seconds
-  monitor.reset();
-  EXPECT_FALSE(monitor.working());
-  monitor.reset();
-  advance(1);
-  monitor.tick();
-  EXPECT_TRUE(monitor.working());  // 1 microsecond against zero, not against 100 seconds
-}
-
-TEST_F(MonitorTest, ClockSetBackGivesFalseAndTheSmallerBaseline) {
-  Kov_monitor monitor;
-  advance(100);
-  monitor.tick();
-  EXPECT_TRUE(monitor.working());  // baseline 100
-  set_back(50);
-  monitor.tick();
-  EXPECT_FALSE(monitor.working());  // 50 is not greater than 100, although a tick came
-  advance(20);
-  monitor.tick();
-  EXPECT_TRUE(monitor.working());  // 70 is greater than the baseline of 50
 }
 
 TEST_F(MonitorTest, AFailingClockLeavesTheMutexFreeAndTheWatchUnchanged) {
-  Kov_monitor monitor;
-  advance(10);
+  kov::Kov_monitor monitor;
+  clock_now += 10;
   monitor.tick();
   EXPECT_TRUE(monitor.working());  // baseline 10
-
   clock_fails = true;
   EXPECT_THROW(monitor.tick(), std::runtime_error);
   EXPECT_THROW(monitor.reset(), std::runtime_error);
-  EXPECT_THROW(Kov_monitor(), std::runtime_error);
+  EXPECT_THROW(kov::Kov_monitor(), std::runtime_error);
   bool answer = true;
   EXPECT_TRUE(completes_elsewhere([&] { answer = monitor.working(); }));
   EXPECT_FALSE(answer);  // neither the tick nor the reset took effect
   clock_fails = false;
   EXPECT_TRUE(completes_elsewhere([&] { monitor.tick(); }));
-  advance(1);
+  clock_now += 1;
   monitor.tick();
   EXPECT_TRUE(monitor.working());
 }
