@@ -135,10 +135,42 @@ void divide_by_word(const Word* u, std::size_t un, Word d, Word* q) noexcept {
   for (std::size_t j = un; j-- != 0;) q[j] = divisor.divide(rest, u[j], rest);
 }
 
-// How many words the working buffer holds for a number of `size` bytes.
-std::size_t working_words(std::size_t size) noexcept {
+// How many words the working buffer holds for a number of `size` bytes:
+// numerator and remainder (nw + 1), divisor (nw), quotient (nw + 1).
+constexpr std::size_t working_words(std::size_t size) noexcept {
   const std::size_t words = (size + WORD_BYTES - 1) / WORD_BYTES;
   return 3 * words + 2;
+}
+
+// floor((256^size - 1) / d) for the non-zero `size`-byte number d of
+// `d_bits` bits, as ceil(size / 8) + 1 words placed in `work` (which holds
+// working_words(size) words); returns where they are.
+Word* reciprocal_words(const unsigned char* d, std::size_t size, std::uint64_t d_bits, Word* work) noexcept {
+  const std::size_t nw = (size + WORD_BYTES - 1) / WORD_BYTES;
+  const std::size_t dn = (d_bits + WORD_BITS - 1) / WORD_BITS;
+  Word* u = work;
+  Word* v = u + nw + 1;
+  Word* q = v + nw;
+
+  // The divisor, normalised so that its top word has its top bit set, and
+  // W - 1 shifted by the same amount.
+  const auto norm = static_cast<unsigned>(WORD_BITS * dn - d_bits);
+  for (std::size_t k = 0; k < nw; ++k) v[k] = detail::load_clipped(d, size, WORD_BYTES * k);
+  if (norm != 0) {
+    for (std::size_t k = dn - 1; k != 0; --k) v[k] = (v[k] << norm) | (v[k - 1] >> (WORD_BITS - norm));
+    v[0] <<= norm;
+  }
+  std::fill(u, u + nw, ~Word{0});
+  u[nw - 1] = detail::byte_mask(size - WORD_BYTES * (nw - 1));
+  shift_words_left(u, nw, norm);
+
+  std::fill(q, q + nw + 1, Word{0});
+  if (dn == 1) {
+    divide_by_word(u, nw, v[0], q);
+  } else {
+    divide_words(u, nw, v, dn, q);
+  }
+  return q;
 }
 
 }  // namespace
@@ -146,56 +178,30 @@ std::size_t working_words(std::size_t size) noexcept {
 void Kov_ext_number::partial_inverse(Kov_ext_number& first, Kov_ext_number& second) const {
   if (m_size == 0) return;
   const std::uint64_t d_bits = detail::bit_length(m_bytes_p, m_size);
+  if (d_bits == 0) {
+    // d = 0: every trial addition of zero fits, so first gets all bits set.
+    second.set_zero();
+    first.set_value(std::int64_t{-1});
+    return;
+  }
 
-  // Layout of the working buffer: numerator and remainder u (nw + 1 words),
-  // divisor v (nw words, of which the low dn hold it), quotient q (nw + 1
-  // words).
-  const std::size_t nw = (m_size + WORD_BYTES - 1) / WORD_BYTES;
-  const std::size_t dn = (d_bits + WORD_BITS - 1) / WORD_BITS;
-  Word local[3 * 16 + 2];
+  Word local[working_words(16 * WORD_BYTES)];  // numbers up to 128 bytes
   std::unique_ptr<Word[]> heap;
   Word* work = local;
   if (working_words(m_size) > std::size(local)) {
     heap.reset(new Word[working_words(m_size)]);
     work = heap.get();
   }
-  Word* u = work;
-  Word* v = u + nw + 1;
-  Word* q = v + nw;
-
-  // The divisor, read before anything is written, normalised so that its top
-  // word has its top bit set.
-  for (std::size_t k = 0; k < nw; ++k) v[k] = detail::load_clipped(m_bytes_p, m_size, WORD_BYTES * k);
-  const unsigned norm = dn == 0 ? 0 : static_cast<unsigned>(WORD_BITS * dn - d_bits);
-
-  if (dn == 0) {
-    // d = 0: every trial subtraction of zero fits, so all bits are set.
-    std::fill(q, q + nw + 1, ~Word{0});
-  } else {
-    // W - 1 in nw words, shifted by the same amount as the divisor.
-    std::fill(u, u + nw, ~Word{0});
-    u[nw - 1] = detail::byte_mask(m_size - WORD_BYTES * (nw - 1));
-    shift_words_left(u, nw, norm);
-    if (norm != 0) {
-      for (std::size_t k = dn - 1; k != 0; --k) v[k] = (v[k] << norm) | (v[k - 1] >> (WORD_BITS - norm));
-      v[0] <<= norm;
-    }
-    std::fill(q, q + nw + 1, Word{0});
-    if (dn == 1) {
-      divide_by_word(u, nw, v[0], q);
-    } else {
-      divide_words(u, nw, v, dn, q);
-    }
-  }
+  const Word* q = reciprocal_words(m_bytes_p, m_size, d_bits, work);
 
   // second: d shifted left until its top bit is set, as the bit-wise division
   // leaves it. Written before first, while this number is still intact.
   second.set_zero();
-  const std::uint64_t lift = 8 * static_cast<std::uint64_t>(m_size) - d_bits;
-  if (dn != 0) second.shift_add(static_cast<std::uint32_t>(lift), *this);
+  second.shift_add(static_cast<std::uint32_t>(8 * static_cast<std::uint64_t>(m_size) - d_bits), *this);
 
   // first: the quotient, which is below W, modulo first's width.
-  const std::size_t first_bytes = std::min<std::size_t>(first.m_size, WORD_BYTES * (nw + 1));
+  const std::size_t q_bytes = WORD_BYTES * ((m_size + WORD_BYTES - 1) / WORD_BYTES + 1);
+  const std::size_t first_bytes = std::min<std::size_t>(first.m_size, q_bytes);
   for (std::size_t k = 0; WORD_BYTES * k < first_bytes; ++k) {
     detail::store_bytes(first.m_bytes_p + WORD_BYTES * k, std::min(WORD_BYTES, first_bytes - WORD_BYTES * k), q[k]);
   }
