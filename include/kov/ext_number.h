@@ -22,7 +22,8 @@
 // The object stores the size and the pointer and nothing else; it neither
 // owns nor frees the buffer, which must outlive it. Copying the object gives
 // a second view of the same bytes; the assignment operators copy the value.
-// Only partial_inverse allocates (one working buffer for the call).
+// Only partial_inverse may allocate: one working buffer for the call, taken
+// from the heap for numbers of more than 128 bytes.
 //
 // Caller's limits: is_odd, shift_maximize and partial_inverse need a size of
 // at least 1; the first and second numbers of partial_inverse have this
