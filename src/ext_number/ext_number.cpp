@@ -192,7 +192,7 @@ int Kov_ext_number::compare(const Kov_ext_number& other) const noexcept {
   return compare_equal_length(m_bytes_p, other.m_bytes_p, common);
 }
 
-bool Kov_ext_number::is_odd() const noexcept { return (m_bytes_p[0] & 1) != 0; }
+bool Kov_ext_number::is_odd() const noexcept { return m_size != 0 && (m_bytes_p[0] & 1) != 0; }
 
 unsigned kov_ext_num_str_len(const std::u16string& text) noexcept {
   unsigned count = 0;

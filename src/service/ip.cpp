@@ -48,6 +48,7 @@ bool look_up_local_host(nev::Nev_host_entry& entry, nev::Nev_status& status) {
     assign_socket_error(status);
     return false;
   }
+  name[HOST_NAME_BUFFER - 1] = '\0';
   if (!nev::nev_gethostbyname(name, entry)) {
     assign_socket_error(status);
     return false;
