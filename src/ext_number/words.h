@@ -16,7 +16,7 @@
 // On x86-64 the carry chains use the processor's add-with-carry: through the
 // compiler's intrinsics, and for blocks of words through inline assembly where
 // the compiler accepts GNU syntax. Defining KOV_EXT_NUMBER_PORTABLE builds the
-// plain C++ paths instead (the tests are run that way too).
+// plain C++ paths instead, so that they can be tested on x86-64 too.
 #if (defined(__x86_64__) || defined(_M_X64)) && !defined(KOV_EXT_NUMBER_PORTABLE)
 #  include <immintrin.h>
 #  define KOV_EXT_NUMBER_CARRY_INTRINSICS 1
