@@ -19,7 +19,8 @@
 // Any other text is copied, CR LF included; an unknown conversion is copied
 // as it stands. Each class expands the conversions that fit it.
 //
-// The clock can be replaced for tests with nev_set_clock. All classes are
+// The clock and the local zone can be replaced for tests with nev_set_clock
+// and nev_set_local_zone. All classes are
 // plain values; the static functions may be called from any thread.
 #pragma once
 
@@ -213,5 +214,16 @@ using Nev_clock_fn = std::int64_t (*)();
 NEV_EXPORT void nev_set_clock(Nev_clock_fn clock) noexcept;
 // The current time from the clock in force.
 NEV_EXPORT std::int64_t nev_clock_now();
+
+// The local zone's offset east of UTC in seconds. With `at_utc` true,
+// `seconds` is a UTC instant; with false, a local wall-clock reading (seconds
+// since 1 January 1970 counted as if the zone were UTC). A function set here
+// may throw; the exception passes out of whatever needed the offset (now(),
+// and the comparisons and subtraction of local date-times).
+using Nev_local_zone_fn = std::int64_t (*)(std::int64_t seconds, bool at_utc);
+// Replaces the C library's local zone (for tests); null restores it.
+NEV_EXPORT void nev_set_local_zone(Nev_local_zone_fn zone) noexcept;
+// The offset from the local zone in force, as Nev_local_zone_fn describes.
+NEV_EXPORT std::int64_t nev_local_offset(std::int64_t seconds, bool at_utc);
 
 }  // namespace nev

@@ -25,6 +25,7 @@ constexpr std::array<const char16_t*, 12> MONTH_NAMES = {
     u"July",    u"August",   u"September", u"October", u"November", u"December"};
 
 std::atomic<Nev_clock_fn> g_clock{nullptr};
+std::atomic<Nev_local_zone_fn> g_local_zone{nullptr};
 
 // Division rounding towards minus infinity, and its non-negative remainder.
 constexpr std::int64_t floor_div(std::int64_t value, std::int64_t divisor) noexcept {
@@ -190,6 +191,14 @@ void append_period(std::u16string& out, const Nev_time_period& period) {
 // ---- clock ----------------------------------------------------------------------------
 
 void nev_set_clock(Nev_clock_fn clock) noexcept { g_clock.store(clock); }
+
+void nev_set_local_zone(Nev_local_zone_fn zone) noexcept { g_local_zone.store(zone); }
+
+std::int64_t nev_local_offset(std::int64_t seconds, bool at_utc) {
+  const Nev_local_zone_fn zone = g_local_zone.load();
+  if (zone != nullptr) return zone(seconds, at_utc);
+  return at_utc ? platform::local_offset_at_utc(seconds) : platform::local_offset_at_local(seconds);
+}
 
 std::int64_t nev_clock_now() {
   const Nev_clock_fn clock = g_clock.load();
@@ -366,7 +375,7 @@ Nev_date_and_time::Nev_date_and_time(const Nev_date& date, const Nev_time& time,
 
 Nev_date_and_time Nev_date_and_time::now() {
   const std::int64_t utc = nev_clock_now();
-  const std::int64_t offset = platform::local_offset_at_utc(floor_div(utc, MICROS_PER_SECOND));
+  const std::int64_t offset = nev_local_offset(floor_div(utc, MICROS_PER_SECOND), true);
   const std::int64_t wall = utc + offset * MICROS_PER_SECOND;
   return Nev_date_and_time(civil_from_days(floor_div(wall, MICROS_PER_DAY)),
                            time_of_day(floor_mod(wall, MICROS_PER_DAY)), Nev_time_zone::local());
@@ -375,7 +384,7 @@ Nev_date_and_time Nev_date_and_time::now() {
 std::int64_t Nev_date_and_time::utc_microseconds() const {
   const std::int64_t wall = wall_clock_micros(m_date, m_time);
   const std::int64_t offset_seconds = m_zone.is_local()
-                                          ? platform::local_offset_at_local(floor_div(wall, MICROS_PER_SECOND))
+                                          ? nev_local_offset(floor_div(wall, MICROS_PER_SECOND), false)
                                           : std::int64_t{m_zone.offset_minutes()} * 60;
   return wall - offset_seconds * MICROS_PER_SECOND;
 }

@@ -109,4 +109,23 @@ TEST_F(MonitorTest, AFailingClockLeavesTheMutexFreeAndTheWatchUnchanged) {
   EXPECT_TRUE(monitor.working());
 }
 
+// A local zone whose offset cannot be found: comparing or subtracting local
+// date-times then throws.
+std::int64_t failing_zone(std::int64_t, bool) { throw std::runtime_error("zone failure"); }
+
+TEST_F(MonitorTest, WorkingLetsNoExceptionOutAndCountsAsWorking) {
+  kov::Kov_monitor monitor;
+  monitor.working();  // baseline: the two readings of the constructor
+  nev::nev_set_local_zone(failing_zone);
+  bool answer = false;
+  EXPECT_TRUE(completes_elsewhere([&] { answer = monitor.working(); }));
+  EXPECT_TRUE(answer);  // the check failed before its comparison
+  EXPECT_TRUE(completes_elsewhere([&] { monitor.tick(); }));  // the mutex is free
+  nev::nev_set_local_zone(nullptr);
+  clock_now += 1;
+  monitor.tick();
+  EXPECT_TRUE(monitor.working());
+  EXPECT_FALSE(monitor.working());
+}
+
 }  // namespace
