@@ -1,0 +1,246 @@
+// Kov_property_list and kov_extract_list.
+#include "kov/property_list.h"
+
+#include <stdexcept>
+
+#include "nev/strings.h"
+
+namespace kov {
+
+namespace {
+
+constexpr unsigned INITIAL_CAPACITY = 8;
+
+Kov_property* entry_at(const nev::Nev_ptrvec_impl& entries, unsigned index) {
+  return static_cast<Kov_property*>(entries.at(index));
+}
+
+// Fills `target` with copies of the entries of `source`. If a copy fails,
+// the copies made so far are deleted and the failure passes on, so that
+// nothing leaks.
+void copy_entries(const nev::Nev_ptrvec_impl& source, nev::Nev_ptrvec_impl& target) {
+  const unsigned count = source.size();
+  target.reserve(target.size() + count);
+  const unsigned first_new = target.size();
+  try {
+    for (unsigned i = 0; i < count; ++i) target.push_back(new Kov_property(*entry_at(source, i)));
+  } catch (...) {
+    while (target.size() > first_new) {
+      delete entry_at(target, target.size() - 1);
+      target.erase(target.size() - 1);
+    }
+    throw;
+  }
+}
+
+}  // namespace
+
+Kov_property_list::Kov_property_list(bool allow_duplicates)
+    : m_entries(INITIAL_CAPACITY), m_allow_duplicates(allow_duplicates) {}
+
+Kov_property_list::Kov_property_list(const Kov_property_list& other)
+    : m_entries(other.size()), m_allow_duplicates(other.m_allow_duplicates) {
+  copy_entries(other.m_entries, m_entries);
+}
+
+Kov_property_list::~Kov_property_list() { delete_entries(); }
+
+Kov_property_list& Kov_property_list::operator=(const Kov_property_list& other) {
+  if (this == &other) return *this;
+  // The copies are made before the old entries go, so that a failure part
+  // way leaves this list as it was.
+  nev::Nev_ptrvec_impl copies(other.size());
+  copy_entries(other.m_entries, copies);
+  delete_entries();
+  m_entries.swap(copies);
+  m_allow_duplicates = other.m_allow_duplicates;
+  return *this;
+}
+
+// The source may be this list: the count is taken first and the source is
+// read by index, so the loop ends and no slot is read after the vector has
+// grown.
+Kov_property_list& Kov_property_list::operator+=(const Kov_property_list& other) {
+  if (other.m_allow_duplicates) m_allow_duplicates = true;
+  const unsigned count = other.size();
+  m_entries.reserve(size() + count);
+  for (unsigned i = 0; i < count; ++i) m_entries.push_back(new Kov_property(*entry_at(other.m_entries, i)));
+  return *this;
+}
+
+Kov_property_list& Kov_property_list::transfer(Kov_property_list& other) {
+  if (this == &other || other.m_entries.empty()) return *this;
+  m_entries.reserve(size() + other.size());
+  for (void* entry : other.m_entries) m_entries.push_back(entry);
+  other.m_entries.clear();
+  return *this;
+}
+
+unsigned int Kov_property_list::size() const { return m_entries.size(); }
+
+bool Kov_property_list::allow_duplicates() const { return m_allow_duplicates; }
+
+Kov_property_list::position Kov_property_list::begin() { return reinterpret_cast<position>(m_entries.begin()); }
+
+Kov_property_list::position Kov_property_list::end() { return reinterpret_cast<position>(m_entries.end()); }
+
+Kov_property_list::const_position Kov_property_list::begin() const {
+  return reinterpret_cast<const_position>(m_entries.begin());
+}
+
+Kov_property_list::const_position Kov_property_list::end() const {
+  return reinterpret_cast<const_position>(m_entries.end());
+}
+
+Kov_property* const& Kov_property_list::operator[](unsigned int index) const {
+  if (index >= size()) throw std::invalid_argument("Invalid position given to Kov_property_list::operator[]()");
+  return begin()[index];
+}
+
+Kov_property* Kov_property_list::find(const std::u16string& name) {
+  position pos = begin();
+  return find(name, pos);
+}
+
+const Kov_property* Kov_property_list::find(const std::u16string& name) const {
+  const_position pos = begin();
+  return find(name, pos);
+}
+
+Kov_property* Kov_property_list::find(const std::u16string& name, position& pos) {
+  const position last = end();
+  for (; pos != last; ++pos) {
+    if (nev::nev_string_equal_nc((*pos)->name(), name)) return *pos++;
+  }
+  return nullptr;
+}
+
+const Kov_property* Kov_property_list::find(const std::u16string& name, const_position& pos) const {
+  const const_position last = end();
+  for (; pos != last; ++pos) {
+    if (nev::nev_string_equal_nc((*pos)->name(), name)) return *pos++;
+  }
+  return nullptr;
+}
+
+Kov_property* Kov_property_list::add_target(const std::u16string& name) {
+  return m_allow_duplicates ? nullptr : find(name);
+}
+
+// The new entry is built before it is appended, so a property or a name
+// taken from this very list is read before the vector can grow.
+void Kov_property_list::append(Kov_property* entry) {
+  try {
+    m_entries.push_back(entry);
+  } catch (...) {
+    delete entry;
+    throw;
+  }
+}
+
+void Kov_property_list::add(const Kov_property& property) {
+  if (Kov_property* match = add_target(property.name())) {
+    *match = property;
+  } else {
+    append(new Kov_property(property));
+  }
+}
+
+void Kov_property_list::add(const std::u16string& name, const std::u16string& value) {
+  if (Kov_property* match = add_target(name)) {
+    match->value(value);
+  } else {
+    append(new Kov_property(name, value));
+  }
+}
+
+void Kov_property_list::add(const std::u16string& name, const char16_t* value) {
+  add(name, value != nullptr ? std::u16string(value) : std::u16string());
+}
+
+void Kov_property_list::add(const std::u16string& name, int value) {
+  if (Kov_property* match = add_target(name)) {
+    match->value(value);
+  } else {
+    append(new Kov_property(name, value));
+  }
+}
+
+void Kov_property_list::add(const std::u16string& name, bool value) {
+  if (Kov_property* match = add_target(name)) {
+    match->value(value);
+  } else {
+    append(new Kov_property(name, value));
+  }
+}
+
+void Kov_property_list::add(const std::u16string& name, const nev::Nev_date_and_time& value) {
+  if (Kov_property* match = add_target(name)) {
+    match->value(value);
+  } else {
+    append(new Kov_property(name, value));
+  }
+}
+
+void Kov_property_list::add(const std::u16string& name, const nev::Nev_time_period& value) {
+  if (Kov_property* match = add_target(name)) {
+    match->value(value);
+  } else {
+    append(new Kov_property(name, value));
+  }
+}
+
+void Kov_property_list::remove(unsigned int index) {
+  if (index >= size()) throw std::invalid_argument("Invalid position given to Kov_property_list::remove()");
+  delete entry_at(m_entries, index);
+  m_entries.erase(index);
+}
+
+void Kov_property_list::remove(int index) {
+  if (index < 0) throw std::invalid_argument("Invalid position given to Kov_property_list::remove()");
+  remove(static_cast<unsigned int>(index));
+}
+
+void Kov_property_list::remove(Kov_property& property) {
+  for (position pos = begin(); pos != end(); ++pos) {
+    if (*pos == &property) {
+      remove(pos);
+      return;
+    }
+  }
+}
+
+Kov_property_list::position Kov_property_list::remove(const position& pos) {
+  const auto index = static_cast<unsigned>(pos - begin());
+  delete *pos;
+  m_entries.erase(index);
+  return begin() + index;
+}
+
+void Kov_property_list::clear() { delete_entries(); }
+
+void Kov_property_list::clear(bool allow_duplicates) {
+  delete_entries();
+  m_allow_duplicates = allow_duplicates;
+}
+
+void Kov_property_list::delete_entries() noexcept {
+  for (void* entry : m_entries) delete static_cast<Kov_property*>(entry);
+  m_entries.clear();
+}
+
+void kov_extract_list(Kov_property_list& source, Kov_property_list& destination,
+                      const nev::Nev_object_vector<std::u16string>& names) {
+  if (&source == &destination) return;
+  for (const std::u16string* name : names) {
+    Kov_property_list::position pos = source.begin();
+    while (Kov_property* found = source.find(*name, pos)) {
+      destination.add(*found);
+      --pos;  // back onto the slot of the match
+      pos = source.remove(pos);
+      if (pos == source.end()) break;
+    }
+  }
+}
+
+}  // namespace kov

@@ -1,0 +1,113 @@
+// The kovprop tool, run as a program: its output and its exit codes.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <string>
+
+#ifdef KOVPROP_PATH
+
+namespace {
+
+struct Tool_run {
+  int exit_code;
+  std::string output;  // standard output and standard error together
+};
+
+Tool_run run_kovprop(const std::string& arguments) {
+  const std::string command = std::string("'") + KOVPROP_PATH + "' " + arguments + " 2>&1";
+  Tool_run run{-1, ""};
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return run;
+  char buffer[256];
+  std::size_t got;
+  while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) run.output.append(buffer, got);
+  const int status = pclose(pipe);
+  run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+TEST(Kovprop, EncodePrintsThePersistentString) {
+  struct Case {
+    const char* arguments;
+    const char* output;
+  };
+  const Case cases[] = {
+      {"encode --string 'retry later'", "$Sretry later\n"},
+      {"encode --string ''", "$S\n"},
+      {"encode --string 'Grüße'", "$SGrüße\n"},
+      {"encode --int -2147483648", "$I-2147483648\n"},
+      {"encode --int 42", "$I42\n"},
+      {"encode --bool TRUE", "$Btrue\n"},
+      {"encode --bool false", "$Bfalse\n"},
+      {"encode --date-time '1999-07-05 13:04:09.000250'", "$D000250:09:04:13:05:07:1999\n"},
+      {"encode --date-time '0001-01-01 00:00:00'", "$D000000:00:00:00:01:01:0001\n"},
+      {"encode --date-time '9999-12-31 23:59:59.999999'", "$D999999:59:59:23:31:12:9999\n"},
+      {"encode --period '3 02:01:00.5'", "$T500000:00:01:02:0000000003\n"},
+      {"encode --period '2147483647 00:00:00.000000'", "$T000000:00:00:00:2147483647\n"},
+  };
+  for (const Case& c : cases) {
+    const Tool_run run = run_kovprop(c.arguments);
+    EXPECT_EQ(run.exit_code, 0) << c.arguments;
+    EXPECT_EQ(run.output, c.output) << c.arguments;
+  }
+}
+
+TEST(Kovprop, DecodePrintsTypeDisplayAndPersistentText) {
+  struct Case {
+    const char* arguments;
+    int exit_code;
+    const char* output;
+  };
+  const Case cases[] = {
+      {"decode '$I0042'", 0, "type: INTEGER\ndisplay: 42\npersistent: $I42\n"},
+      {"decode '$I1234567'", 0, "type: INTEGER\ndisplay: 1,234,567\npersistent: $I1234567\n"},
+      {"decode '$BTRUE'", 0, "type: BOOLEAN\ndisplay: true\npersistent: $Btrue\n"},
+      {"decode '$S$5'", 0, "type: STRING\ndisplay: $5\npersistent: $S$5\n"},
+      {"decode '$D000250:09:04:13:05:07:1999'", 0,
+       "type: DATE_AND_TIME\ndisplay: Mon 05 Jul 1999 13:04:09\npersistent: $D000250:09:04:13:05:07:1999\n"},
+      {"decode '$T500000:00:01:02:0000000003'", 0,
+       "type: TIME_PERIOD\ndisplay: 3 days 02:01:00.500000\npersistent: $T500000:00:01:02:0000000003\n"},
+      {"decode ''", 1, "kovprop: Not a valid property value\n"},
+      {"decode '$X12'", 1, "kovprop: Not a valid type descriptor\n"},
+      {"decode '$Bmaybe'", 1, "kovprop: Not a valid boolean symbol\n"},
+      {"decode '$Iabc'", 1, "kovprop: Not a valid integer\n"},
+      {"decode '$D000250:09:04:13:31:02:1999'", 1, "kovprop: Not a valid date and time\n"},
+      {"decode '$T500000:00:01:02:3'", 1, "kovprop: Not a valid time period\n"},
+  };
+  for (const Case& c : cases) {
+    const Tool_run run = run_kovprop(c.arguments);
+    EXPECT_EQ(run.exit_code, c.exit_code) << c.arguments;
+    EXPECT_EQ(run.output, c.output) << c.arguments;
+  }
+}
+
+TEST(Kovprop, BadArgumentsGiveUsageAndExitTwo) {
+  const char* const cases[] = {
+      "",
+      "frobnicate",
+      "decode",
+      "decode a b",
+      "encode --int",
+      "encode --int 2147483648",
+      "encode --int 12a",
+      "encode --bool maybe",
+      "encode --colour red",
+      "encode --date-time '1999-02-29 00:00:00'",
+      "encode --date-time '1999-07-05 24:00:00'",
+      "encode --date-time '1999-07-05 13:04:09.1234567'",
+      "encode --date-time '1999-07-05'",
+      "encode --period '-1 00:00:00'",
+      "encode --period '3 02:61:00'",
+  };
+  for (const char* arguments : cases) {
+    const Tool_run run = run_kovprop(arguments);
+    EXPECT_EQ(run.exit_code, 2) << arguments;
+    EXPECT_NE(run.output.find("usage: kovprop"), std::string::npos) << arguments;
+  }
+}
+
+}  // namespace
+
+#endif  // KOVPROP_PATH
