@@ -25,6 +25,7 @@
 #include <string>
 
 #include "gan/plugin.h"
+#include "kov/bootstrap.h"
 #include "kov/export.h"
 #include "kov/ordered_keys.h"
 #include "kov/type_id.h"
