@@ -103,9 +103,6 @@ class KOV_EXPORT Kov_property {
   bool string_to_date_time();
   bool string_to_time_period();
 
-  // Drops the value object, if the type has one.
-  void release_value() noexcept;
-
   std::u16string m_name;
   Type m_type;
   // The member of the union in force is the one m_type names; the pointers

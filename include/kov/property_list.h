@@ -108,13 +108,6 @@ class KOV_EXPORT Kov_property_list {
   void clear(bool allow_duplicates);
 
  private:
-  // The entry to overwrite for `name`, or null when add should append.
-  Kov_property* add_target(const std::u16string& name);
-  // Appends `entry`, which the list owns from now on.
-  void append(Kov_property* entry);
-  // Deletes the entries and empties the vector.
-  void delete_entries() noexcept;
-
   // Kov_property pointers, owned, in list order.
   nev::Nev_ptrvec_impl m_entries;
   bool m_allow_duplicates;

@@ -12,6 +12,28 @@ namespace {
 
 [[noreturn]] void raise_wrong_type(const char* text) { throw std::runtime_error(text); }
 
+// Deletes the value object that `value` holds for `type`, if the type has
+// one, and leaves no stale pointer behind. A free function rather than a
+// member, so that it stays out of the library's export list.
+template <class Value_union>
+void release_value(Kov_property::Type type, Value_union& value) noexcept {
+  switch (type) {
+    case Kov_property::STRING:
+      delete value.m_string_p;
+      break;
+    case Kov_property::DATE_AND_TIME:
+      delete value.m_date_and_time_p;
+      break;
+    case Kov_property::TIME_PERIOD:
+      delete value.m_time_period_p;
+      break;
+    case Kov_property::INTEGER:
+    case Kov_property::BOOLEAN:
+      break;
+  }
+  value.m_int = 0;
+}
+
 }  // namespace
 
 Kov_property::Kov_property() : m_type(INTEGER) { m_value.m_int = 0; }
@@ -60,7 +82,7 @@ Kov_property::Kov_property(const Kov_property& other) : m_name(other.m_name), m_
   }
 }
 
-Kov_property::~Kov_property() { release_value(); }
+Kov_property::~Kov_property() { release_value(m_type, m_value); }
 
 Kov_property& Kov_property::operator=(const Kov_property& other) {
   if (this == &other) return *this;
@@ -131,7 +153,7 @@ void Kov_property::value(const std::u16string& value) {
     return;
   }
   auto* fresh = new std::u16string(value);
-  release_value();
+  release_value(m_type, m_value);
   m_value.m_string_p = fresh;
   m_type = STRING;
 }
@@ -142,13 +164,13 @@ void Kov_property::value(const char16_t* value) {
 }
 
 void Kov_property::value(int value) {
-  release_value();
+  release_value(m_type, m_value);
   m_value.m_int = value;
   m_type = INTEGER;
 }
 
 void Kov_property::value(bool value) {
-  release_value();
+  release_value(m_type, m_value);
   m_value.m_bool = value;
   m_type = BOOLEAN;
 }
@@ -159,7 +181,7 @@ void Kov_property::value(const nev::Nev_date_and_time& value) {
     return;
   }
   auto* fresh = new nev::Nev_date_and_time(value);
-  release_value();
+  release_value(m_type, m_value);
   m_value.m_date_and_time_p = fresh;
   m_type = DATE_AND_TIME;
 }
@@ -170,7 +192,7 @@ void Kov_property::value(const nev::Nev_time_period& value) {
     return;
   }
   auto* fresh = new nev::Nev_time_period(value);
-  release_value();
+  release_value(m_type, m_value);
   m_value.m_time_period_p = fresh;
   m_type = TIME_PERIOD;
 }
@@ -232,25 +254,6 @@ bool Kov_property::operator>(const Kov_property& other) {
       return *m_value.m_time_period_p > *other.m_value.m_time_period_p;
   }
   return false;
-}
-
-void Kov_property::release_value() noexcept {
-  switch (m_type) {
-    case STRING:
-      delete m_value.m_string_p;
-      break;
-    case DATE_AND_TIME:
-      delete m_value.m_date_and_time_p;
-      break;
-    case TIME_PERIOD:
-      delete m_value.m_time_period_p;
-      break;
-    case INTEGER:
-    case BOOLEAN:
-      break;
-  }
-  // Whatever the type becomes next, no stale pointer is left behind.
-  m_value.m_int = 0;
 }
 
 }  // namespace kov

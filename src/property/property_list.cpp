@@ -33,6 +33,41 @@ void copy_entries(const nev::Nev_ptrvec_impl& source, nev::Nev_ptrvec_impl& targ
   }
 }
 
+// Deletes the entries and empties the vector.
+void delete_entries(nev::Nev_ptrvec_impl& entries) noexcept {
+  for (void* entry : entries) delete static_cast<Kov_property*>(entry);
+  entries.clear();
+}
+
+// Appends `entry`, which `entries` owns from now on. The entry is built by
+// the caller before this is called, so a property or a name taken from the
+// list itself is read before the vector can grow.
+void append(nev::Nev_ptrvec_impl& entries, Kov_property* entry) {
+  try {
+    entries.push_back(entry);
+  } catch (...) {
+    delete entry;
+    throw;
+  }
+}
+
+// The entry that add overwrites for `name`, or null when add appends.
+Kov_property* add_target(Kov_property_list& list, const std::u16string& name) {
+  return list.allow_duplicates() ? nullptr : list.find(name);
+}
+
+// add by name and value: the match keeps its stored name and takes the type
+// and value; otherwise a new entry is appended.
+template <class Value>
+void add_named(Kov_property_list& list, nev::Nev_ptrvec_impl& entries, const std::u16string& name,
+               const Value& value) {
+  if (Kov_property* match = add_target(list, name)) {
+    match->value(value);
+  } else {
+    append(entries, new Kov_property(name, value));
+  }
+}
+
 }  // namespace
 
 Kov_property_list::Kov_property_list(bool allow_duplicates)
@@ -43,7 +78,7 @@ Kov_property_list::Kov_property_list(const Kov_property_list& other)
   copy_entries(other.m_entries, m_entries);
 }
 
-Kov_property_list::~Kov_property_list() { delete_entries(); }
+Kov_property_list::~Kov_property_list() { delete_entries(m_entries); }
 
 Kov_property_list& Kov_property_list::operator=(const Kov_property_list& other) {
   if (this == &other) return *this;
@@ -51,7 +86,7 @@ Kov_property_list& Kov_property_list::operator=(const Kov_property_list& other) 
   // way leaves this list as it was.
   nev::Nev_ptrvec_impl copies(other.size());
   copy_entries(other.m_entries, copies);
-  delete_entries();
+  delete_entries(m_entries);
   m_entries.swap(copies);
   m_allow_duplicates = other.m_allow_duplicates;
   return *this;
@@ -123,35 +158,16 @@ const Kov_property* Kov_property_list::find(const std::u16string& name, const_po
   return nullptr;
 }
 
-Kov_property* Kov_property_list::add_target(const std::u16string& name) {
-  return m_allow_duplicates ? nullptr : find(name);
-}
-
-// The new entry is built before it is appended, so a property or a name
-// taken from this very list is read before the vector can grow.
-void Kov_property_list::append(Kov_property* entry) {
-  try {
-    m_entries.push_back(entry);
-  } catch (...) {
-    delete entry;
-    throw;
-  }
-}
-
 void Kov_property_list::add(const Kov_property& property) {
-  if (Kov_property* match = add_target(property.name())) {
+  if (Kov_property* match = add_target(*this, property.name())) {
     *match = property;
   } else {
-    append(new Kov_property(property));
+    append(m_entries, new Kov_property(property));
   }
 }
 
 void Kov_property_list::add(const std::u16string& name, const std::u16string& value) {
-  if (Kov_property* match = add_target(name)) {
-    match->value(value);
-  } else {
-    append(new Kov_property(name, value));
-  }
+  add_named(*this, m_entries, name, value);
 }
 
 void Kov_property_list::add(const std::u16string& name, const char16_t* value) {
@@ -159,35 +175,19 @@ void Kov_property_list::add(const std::u16string& name, const char16_t* value) {
 }
 
 void Kov_property_list::add(const std::u16string& name, int value) {
-  if (Kov_property* match = add_target(name)) {
-    match->value(value);
-  } else {
-    append(new Kov_property(name, value));
-  }
+  add_named(*this, m_entries, name, value);
 }
 
 void Kov_property_list::add(const std::u16string& name, bool value) {
-  if (Kov_property* match = add_target(name)) {
-    match->value(value);
-  } else {
-    append(new Kov_property(name, value));
-  }
+  add_named(*this, m_entries, name, value);
 }
 
 void Kov_property_list::add(const std::u16string& name, const nev::Nev_date_and_time& value) {
-  if (Kov_property* match = add_target(name)) {
-    match->value(value);
-  } else {
-    append(new Kov_property(name, value));
-  }
+  add_named(*this, m_entries, name, value);
 }
 
 void Kov_property_list::add(const std::u16string& name, const nev::Nev_time_period& value) {
-  if (Kov_property* match = add_target(name)) {
-    match->value(value);
-  } else {
-    append(new Kov_property(name, value));
-  }
+  add_named(*this, m_entries, name, value);
 }
 
 void Kov_property_list::remove(unsigned int index) {
@@ -217,16 +217,11 @@ Kov_property_list::position Kov_property_list::remove(const position& pos) {
   return begin() + index;
 }
 
-void Kov_property_list::clear() { delete_entries(); }
+void Kov_property_list::clear() { delete_entries(m_entries); }
 
 void Kov_property_list::clear(bool allow_duplicates) {
-  delete_entries();
+  delete_entries(m_entries);
   m_allow_duplicates = allow_duplicates;
-}
-
-void Kov_property_list::delete_entries() noexcept {
-  for (void* entry : m_entries) delete static_cast<Kov_property*>(entry);
-  m_entries.clear();
 }
 
 void kov_extract_list(Kov_property_list& source, Kov_property_list& destination,
