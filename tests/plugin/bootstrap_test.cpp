@@ -5,6 +5,7 @@
 #include "kov/ordered_keys.h"
 #include "kov/property_list.h"
 #include "nev/registry.h"
+#include "nev/strings.h"
 #include "plugin_test_support.h"
 
 namespace {

@@ -4,6 +4,7 @@
 #include "kov/plugin.h"
 #include "nev/messages.h"
 #include "nev/registry.h"
+#include "nev/strings.h"
 #include "plugin_test_support.h"
 
 namespace {

@@ -1,6 +1,7 @@
 // Ordered registry keys and registry paths.
 #include "kov/ordered_keys.h"
 #include "nev/registry.h"
+#include "nev/strings.h"
 #include "plugin_test_support.h"
 
 namespace {

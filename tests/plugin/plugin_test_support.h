@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "nev/status.h"
+#include "nev/types.h"
 
 namespace plugin_test {
 

@@ -27,8 +27,9 @@ constexpr int THREADS = 6;
 constexpr int ROUNDS = 150;
 
 // Each thread creates ROUNDS objects, cycling through the sources from its
-// own starting point, keeps the last few alive and uses each before ending
-// it, so that an object outliving its library would crash the test.
+// own starting point, keeps up to `thread % 3` of them alive and uses each
+// before ending it, so that an object outliving its library would crash the
+// test.
 void create_objects(int thread, std::atomic<int>& created, std::atomic<int>& failed) {
   std::vector<gan::Gan_base*> alive;
   const kov::Kov_plugin_deallocator deallocator;
@@ -43,7 +44,7 @@ void create_objects(int thread, std::atomic<int>& created, std::atomic<int>& fai
     }
     ++created;
     alive.push_back(object);
-    if (alive.size() > 3) {
+    if (alive.size() > static_cast<std::size_t>(thread % 3)) {
       gan::Gan_base* oldest = alive.front();
       alive.erase(alive.begin());
       if (oldest->interface_version() == 0) ++failed;  // calls into the library
