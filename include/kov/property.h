@@ -40,26 +40,35 @@ class KOV_EXPORT Kov_property {
 
   // An INTEGER 0 with an empty name.
   Kov_property();
+  // A STRING holding a copy of `value`.
   Kov_property(const std::u16string& name, const std::u16string& value);
   // The same as the wide-string form; without it a literal would choose the
-  // bool constructor.
+  // bool constructor. A null pointer counts as the empty text.
   Kov_property(const std::u16string& name, const char16_t* value);
+  // An INTEGER.
   Kov_property(const std::u16string& name, int value);
+  // A BOOLEAN.
   Kov_property(const std::u16string& name, bool value);
+  // A DATE_AND_TIME holding a copy of `value`.
   Kov_property(const std::u16string& name, const nev::Nev_date_and_time& value);
+  // A TIME_PERIOD holding a copy of `value`.
   Kov_property(const std::u16string& name, const nev::Nev_time_period& value);
   // A deep copy: a new value object for STRING, DATE_AND_TIME, TIME_PERIOD.
   Kov_property(const Kov_property& other);
+  // Releases the value object, if the type has one.
   ~Kov_property();
 
   // Copies name, type and value; a target of the same type keeps its value
   // object, so references from its readers stay good.
   Kov_property& operator=(const Kov_property& other);
 
+  // The name; may be empty.
   const std::u16string& name() const;
+  // Which kind of value the property holds.
   Type type() const;
-  // Readers; each raises std::runtime_error unless type() matches. The
-  // reference readers give the value object itself.
+  // Readers, one per type; each raises std::runtime_error unless type()
+  // matches, and none converts. The reference readers give the value object
+  // itself.
   const std::u16string& string_value() const;
   int int_value() const;
   bool bool_value() const;

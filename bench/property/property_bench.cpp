@@ -1,0 +1,108 @@
+// Benchmarks of the typed properties.
+//
+//   build/release/bin/bench_property
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "kov/property.h"
+#include "kov/property_list.h"
+#include "kov/tokens.h"
+#include "nev/strings.h"
+
+namespace {
+
+using kov::Kov_property;
+using kov::Kov_property_list;
+
+Kov_property sample(int kind) {
+  switch (kind) {
+    case 0:
+      return Kov_property(u"Text", u"retry later");
+    case 1:
+      return Kov_property(u"Number", -1234567);
+    case 2:
+      return Kov_property(u"Flag", true);
+    case 3:
+      return Kov_property(u"When", nev::Nev_date_and_time(nev::Nev_date(5, 7, 1999), nev::Nev_time(13, 4, 9, 250),
+                                                          nev::Nev_time_zone::local()));
+    default:
+      return Kov_property(u"Span", nev::Nev_time_period(3, 2, 1, 0, 500000));
+  }
+}
+
+const char* const KIND_NAMES[] = {"STRING", "INTEGER", "BOOLEAN", "DATE_AND_TIME", "TIME_PERIOD"};
+
+// Writes the stored text of a value and restores a property from it.
+void BM_stored_text_round_trip(benchmark::State& state) {
+  const Kov_property original = sample(static_cast<int>(state.range(0)));
+  state.SetLabel(KIND_NAMES[state.range(0)]);
+  for (auto _ : state) {
+    Kov_property restored(original.name(), original.get_persistent_string());
+    benchmark::DoNotOptimize(restored.convert_from_persistent_string());
+  }
+}
+BENCHMARK(BM_stored_text_round_trip)->DenseRange(0, 4);
+
+std::u16string entry_name(int index) {
+  std::u16string digits;
+  nev::nev_itow(index, digits, 10, false);
+  return u"Setting" + digits;
+}
+
+Kov_property_list filled_list(int count) {
+  Kov_property_list list(true);
+  for (int i = 0; i < count; ++i) list.add(entry_name(i), i);
+  return list;
+}
+
+// Builds a list of distinct names with allow_duplicates false: every add
+// searches the list, so the cost grows with the square of the size.
+void BM_add_unique_names(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  for (auto _ : state) {
+    Kov_property_list list;
+    for (int i = 0; i < count; ++i) list.add(entry_name(i), i);
+    benchmark::DoNotOptimize(list.size());
+  }
+  state.SetComplexityN(count);
+}
+BENCHMARK(BM_add_unique_names)->RangeMultiplier(4)->Range(16, 1024)->Complexity();
+
+// Finds the last entry, without regard to case.
+void BM_find_last(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  const Kov_property_list list = filled_list(count);
+  const std::u16string name = u"SETTING" + entry_name(count - 1).substr(7);
+  for (auto _ : state) benchmark::DoNotOptimize(list.find(name));
+  state.SetComplexityN(count);
+}
+BENCHMARK(BM_find_last)->RangeMultiplier(4)->Range(16, 4096)->Complexity();
+
+// Copies a whole list: one reservation, one copy per entry.
+void BM_copy_list(benchmark::State& state) {
+  const Kov_property_list list = filled_list(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    Kov_property_list copy(list);
+    benchmark::DoNotOptimize(copy.size());
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_copy_list)->Range(16, 4096);
+
+// Fills a template of about 300 units with 10 tokens from a list of 20.
+void BM_replace_tokens(benchmark::State& state) {
+  const Kov_property_list list = filled_list(20);
+  std::u16string text;
+  for (int i = 0; i < 10; ++i) text += u"The value of setting " + entry_name(i * 2) + u" is %" + entry_name(i * 2) + u"%. ";
+  std::u16string out;
+  nev::Nev_status status;
+  for (auto _ : state) {
+    kov::kov_replace_tokens(text, list, out, status);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size() * sizeof(char16_t)));
+}
+BENCHMARK(BM_replace_tokens);
+
+}  // namespace
