@@ -49,47 +49,12 @@ int run_command(const std::string& command, std::string* output) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-#ifndef KOVREG_PATH
-namespace {
-// Writes the keys of a .reg file of the samples' simple form (sections,
-// "Name"="text" and "Name"=dword:N lines) through the registry interface.
-void write_reg_file(const std::string& path) {
-  std::ifstream in(path);
-  ASSERT_TRUE(in) << path;
-  const std::string root = "[HKEY_LOCAL_MACHINE\\";
-  std::u16string key;
-  for (std::string line; std::getline(in, line);) {
-    nev::Nev_status status;
-    if (line.rfind(root, 0) == 0) {
-      key = nev::nev_from_utf8(line.substr(root.size(), line.size() - root.size() - 1));
-    } else if (line.rfind("\"", 0) == 0) {
-      const std::size_t end = line.find('"', 1);
-      const std::u16string name = nev::nev_from_utf8(line.substr(1, end - 1));
-      const std::string data = line.substr(end + 2);
-      if (data.rfind("dword:", 0) == 0) {
-        nev::nev_set_reg_uint_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", name,
-                                    static_cast<std::uint32_t>(std::stoul(data.substr(6), nullptr, 16)), status);
-      } else {
-        nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", name,
-                                      nev::nev_from_utf8(data.substr(1, data.size() - 2)), status);
-      }
-      ASSERT_TRUE(status.ok()) << line;
-    }
-  }
-}
-}  // namespace
-#endif
 
 void import_samples() {
   for (const char* file : {"shapes.reg", "tally.reg", "incomplete.reg"}) {
-    const std::string path = std::string(SAMPLE_REG_DIR) + "/" + file;
-#ifdef KOVREG_PATH
     std::string output;
-    const int code = run_command(std::string(KOVREG_PATH) + " import " + path, &output);
+    const int code = run_command(std::string(KOVREG_PATH) + " import " + SAMPLE_REG_DIR + "/" + file, &output);
     ASSERT_EQ(code, 0) << file << ": " << output;
-#else
-    write_reg_file(path);
-#endif
   }
 }
 
