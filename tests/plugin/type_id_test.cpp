@@ -14,6 +14,8 @@
 
 namespace {
 
+using namespace std::string_literals;
+
 _GUID make_guid(std::uint32_t d1, std::uint16_t d2, std::uint16_t d3, std::initializer_list<std::uint8_t> d4) {
   _GUID guid{d1, d2, d3, {}};
   std::size_t i = 0;
@@ -123,45 +125,27 @@ TEST(TypeIdentifier, EqualityComparesAllSixteenBytes) {
 
 TEST(TypeIdentifier, ReadingAgreesWithSwscanfOnHandPickedTexts) {
   const std::u16string good = u"{5AE48720-05EB-11D3-BF61-5E0703000000}";
+  // Short groups, white space, signs, "0x" prefixes (with and without
+  // digits, meeting %2X), missing or extra literals, an early NUL, and units
+  // that only look like spaces, digits or hyphens.
   const std::vector<std::u16string> texts = {
-      good,
-      u"{5ae48720-05eb-11d3-bf61-5e0703000000}",
-      u"",
-      u"{",
-      u"5AE48720-05EB-11D3-BF61-5E0703000000}",                 // no opening brace
-      u"{5AE48720-05EB-11D3-BF61-5E0703000000",                 // no closing brace
-      u"{5AE48720-05EB-11D3-BF61-5E0703000000}trailing",        // text behind
-      u"{5AE48720-05EB-11D3-BF61-5E07030000}",                  // ten numbers
-      u"{5AE48720-05EB-11D3-BF61-5E07030000-}",
-      u"{1-2-3-45-6789ABCDEF01}",                               // short first groups
-      u"{1-2-3-4-5}",                                           // widths are maxima: 2X2X reads "4" then stops
-      u"{ 5AE48720- 05EB-\t11D3-\n BF61-5E0703000000}",         // white space before numbers
-      u" {5AE48720-05EB-11D3-BF61-5E0703000000}",               // white space before the brace
-      u"{5AE48720 -05EB-11D3-BF61-5E0703000000}",               // white space before a literal
-      u"{5AE487201-05EB-11D3-BF61-5E0703000000}",               // nine digits
-      u"{+5AE4872-05EB-11D3-BF61-5E0703000000}",                // sign within the width
-      u"{-1-05EB-11D3-BF61-5E0703000000}",
-      u"{-0000001-05EB-11D3-BF61-5E0703000000}",
-      u"{0x5AE487-05EB-11D3-BF61-5E0703000000}",                // prefix within the width
-      u"{0X12-0x1-0x2-0x3-0x4}",
-      u"{0x-05EB-11D3-BF61-5E0703000000}",                      // prefix without digits
-      u"{0xg-05EB-11D3-BF61-5E0703000000}",
-      u"{5AE48720-05EB-11D3-0x61-5E0703000000}",                // %2X meets "0x"
-      u"{5AE48720-05EB-11D3--1F61-5E0703000000}",               // %2X meets a sign
-      u"{5AE48720-05EB-11D3-+-61-5E0703000000}",
-      u"{5AE48720-05EB-11D3-0-61-5E0703000000}",
-      u"{-0-0-0-0-0-0-0-0-0-0-0}",
-      u"{+-5AE48720-05EB-11D3-BF61-5E0703000000}",
-      u"{ -  5-05EB}",
-      u"{5AE48720-05EB-11D3-BF61-5E07030000\u0000FF}",          // the text ends at NUL
-      u"{5AE48720-05EB-11D3-BF61-5E070300000G}",
-      u"{\u00a05AE48720-05EB-11D3-BF61-5E0703000000}",           // no-break space
-      u"{\u30005AE48720-05EB-11D3-BF61-5E0703000000}",           // ideographic space
-      u"{\uFF15AE48720-05EB-11D3-BF61-5E0703000000}",            // full-width digit
-      u"{\u000b5AE48720-05EB-11D3-\f\rBF61-5E0703000000}",
-      u"{\u001c5AE48720-05EB-11D3-BF61-5E0703000000}",
-      u"{5AE48720\u2013\u0030\u0035EB-11D3-BF61-5E0703000000}",  // en dash
+      good, u"{5ae48720-05eb-11d3-bf61-5e0703000000}", u"", u"{", u"5AE48720-05EB-11D3-BF61-5E0703000000}",
+      u"{5AE48720-05EB-11D3-BF61-5E0703000000", u"{5AE48720-05EB-11D3-BF61-5E0703000000}trailing",
+      u"{5AE48720-05EB-11D3-BF61-5E07030000}", u"{5AE48720-05EB-11D3-BF61-5E07030000-}", u"{1-2-3-45-6789ABCDEF01}",
+      u"{1-2-3-4-5}", u"{ 5AE48720- 05EB-\t11D3-\n BF61-5E0703000000}", u" {5AE48720-05EB-11D3-BF61-5E0703000000}",
+      u"{5AE48720 -05EB-11D3-BF61-5E0703000000}", u"{5AE487201-05EB-11D3-BF61-5E0703000000}",
+      u"{+5AE4872-05EB-11D3-BF61-5E0703000000}", u"{-1-05EB-11D3-BF61-5E0703000000}",
+      u"{-0000001-05EB-11D3-BF61-5E0703000000}", u"{0x5AE487-05EB-11D3-BF61-5E0703000000}", u"{0X12-0x1-0x2-0x3-0x4}",
+      u"{0x-05EB-11D3-BF61-5E0703000000}", u"{0xg-05EB-11D3-BF61-5E0703000000}",
+      u"{5AE48720-05EB-11D3-0x61-5E0703000000}", u"{5AE48720-05EB-11D3--1F61-5E0703000000}",
+      u"{5AE48720-05EB-11D3-+-61-5E0703000000}", u"{5AE48720-05EB-11D3-0-61-5E0703000000}",
+      u"{-0-0-0-0-0-0-0-0-0-0-0}", u"{+-5AE48720-05EB-11D3-BF61-5E0703000000}", u"{ -  5-05EB}",
+      u"{5AE48720-05EB-11D3-BF61-5E07030000\u0000FF}"s, u"{5AE48720-05EB-11D3-BF61-5E070300000G}",
+      u"{\u00a05AE48720-05EB-11D3-BF61-5E0703000000}", u"{\u30005AE48720-05EB-11D3-BF61-5E0703000000}",
+      u"{\uFF15AE48720-05EB-11D3-BF61-5E0703000000}", u"{\u000b5AE48720-05EB-11D3-\f\rBF61-5E0703000000}",
+      u"{\u001c5AE48720-05EB-11D3-BF61-5E0703000000}", u"{5AE48720\u2013\u0030\u0035EB-11D3-BF61-5E0703000000}",
   };
+
   for (const std::u16string& text : texts) expect_as_swscanf(text);
 }
 
