@@ -24,8 +24,10 @@ struct Frame {
 // text "*" matches any text (the platform's reasons).
 void expect_stack(const nev::Nev_status& status, const std::vector<Frame>& frames);
 
-// Each test gets its own hive and event log (the program runs one test per
-// process), and no library is told to refuse unloading.
+// Each test gets its own hive and event log, and no library is told to
+// refuse unloading. The tests count library loads, so each needs a process
+// of its own (as ctest runs them): the library cache lives as long as the
+// process.
 class Fresh_hive : public ::testing::Test {
  protected:
   void SetUp() override;
