@@ -162,6 +162,39 @@ TEST_F(Hive_test, AWarmReadSeesAnotherProcessesWrite) {
   EXPECT_TRUE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Seen", u"Later"));
 }
 
+TEST_F(Hive_test, AReaderFollowsAWriterThroughCheckpoints) {
+  constexpr std::uint32_t LAST = 300;
+  Nev_status status;
+  nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Follow", u"", u"Counter", 0, status);
+  ASSERT_STATUS_OK(status);
+  const std::string path = hive();
+  const pid_t writer = spawn([&path] {
+    sqlite3* db = nullptr;
+    if (sqlite3_open(path.c_str(), &db) != SQLITE_OK) return 1;
+    sqlite3_busy_timeout(db, 5000);
+    Nev_status own;
+    for (std::uint32_t i = 1; i <= LAST; ++i) {
+      nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Follow", u"", u"Counter", i, own);
+      if (!own.ok()) return 2;
+      // Restarting the WAL now and then: the readers' check must see through it.
+      if (i % 50 == 0) sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
+    }
+    sqlite3_close(db);
+    return 0;
+  });
+  std::uint32_t seen = 0;
+  int backwards = 0;
+  for (int polls = 0; seen < LAST && polls < 2000000; ++polls) {
+    std::uint32_t now = 0;
+    nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Follow", u"", u"Counter", now, status);
+    if (now < seen) ++backwards;
+    seen = now;
+  }
+  EXPECT_EQ(exit_code(writer), 0);
+  EXPECT_EQ(backwards, 0);
+  EXPECT_EQ(seen, LAST);
+}
+
 TEST_F(Hive_test, ThreadsShareOneConnection) {
   constexpr int THREADS = 4;
   constexpr int WRITES = 50;

@@ -1,7 +1,6 @@
 // The kovreg program, run as a user runs it: .reg files in and out, bad
 // files refused with their line, and the editing commands.
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -22,42 +21,18 @@ struct Outcome {
   std::string output;  // standard output and error together
 };
 
-// Runs kovreg with `arguments` (separated by blanks, no quoting) and
-// `input` on its standard input; the hive is the test's.
+// Runs kovreg with `arguments` (words separated by blanks, taken literally)
+// and `input` on its standard input; the hive is the test's.
 Outcome kovreg(const std::string& arguments, const std::string& input = "") {
-  std::vector<std::string> words = {KOVREG_PATH};
-  std::istringstream stream(arguments);
-  for (std::string word; stream >> word;) words.push_back(word);
-  std::vector<char*> argv;
-  for (std::string& word : words) argv.push_back(word.data());
-  argv.push_back(nullptr);
-
-  int to_child[2];
-  int from_child[2];
+  std::string command = KOVREG_PATH;
+  std::istringstream words(arguments);
+  for (std::string word; words >> word;) command += " '" + word + "'";
+  command += " 2>&1 <<'END'\n" + input + "\nEND\n";
   Outcome outcome;
-  if (::pipe(to_child) != 0 || ::pipe(from_child) != 0) return outcome;
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    ::dup2(to_child[0], 0);
-    ::dup2(from_child[1], 1);
-    ::dup2(from_child[1], 2);
-    ::close(to_child[1]);
-    ::close(from_child[0]);
-    ::execv(argv[0], argv.data());
-    ::_exit(127);
-  }
-  ::close(to_child[0]);
-  ::close(from_child[1]);
-  if (!input.empty()) {
-    const std::string line = input + "\n";
-    if (::write(to_child[1], line.data(), line.size()) < 0) outcome.output = "input not written";
-  }
-  ::close(to_child[1]);
+  FILE* pipe = ::popen(command.c_str(), "r");
   char buffer[4096];
-  for (ssize_t n; (n = ::read(from_child[0], buffer, sizeof buffer)) > 0;) outcome.output.append(buffer, static_cast<std::size_t>(n));
-  ::close(from_child[0]);
-  int status = 0;
-  ::waitpid(pid, &status, 0);
+  for (std::size_t n; pipe != nullptr && (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.output.append(buffer, n);
+  const int status = pipe != nullptr ? ::pclose(pipe) : -1;
   outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return outcome;
 }
@@ -252,7 +227,7 @@ TEST_F(Hive_test, KovregEditsKeysAndValues) {
       {"add HKEY_LOCAL_MACHINE\\Software\\Ed /v Count /t REG_DWORD /d 42 /f", 0, "completed"},
       {"add HKLM\\Software\\Ed /ve /d dflt /f", 0, "completed"},
       {"add HKLM\\Software\\Ed\\Sub", 0, "completed"},
-      {"query hklm\\software\\ed", 0, "    Count    REG_DWORD    0x2A\n"},
+      {"query hklm\\software\\ed", 0, "    Count    REG_DWORD    0x2a\n"},
       {"query HKLM\\Software\\Ed /ve", 0, "(Default)    REG_SZ    dflt"},
       {"query HKLM\\Software\\Ed", 0, "\nHKEY_LOCAL_MACHINE\\Software\\Ed\\Sub\n"},
       {"query HKLM\\Software\\Ed /v Missing", 1, "does not exist"},

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include "hive_fixture.h"
@@ -501,4 +502,23 @@ TEST_F(Hive_test, ValueEnumerationWalksEveryValueInCreationOrder) {
   const std::vector<std::pair<std::u16string, long>> expected = {
       {u"second", NEV_ERROR_SUCCESS}, {u"", NEV_ERROR_SUCCESS}, {u"third", NEV_ERROR_MORE_DATA}};
   EXPECT_EQ(seen, expected);
+}
+
+TEST_F(Hive_test, AFileThatIsNoHiveFailsWithItsName) {
+  {
+    std::ofstream file(hive(), std::ios::binary);
+    file << std::string(8192, 'x');
+  }
+  Nev_status status;
+  std::u16string text = u"preset";
+  nev_get_reg_string_value(NEV_HKEY_LOCAL_MACHINE, u"Key", u"", u"Name", text, status);
+  EXPECT_EQ(status.code(), NEV_E_REG_HIVE);
+  EXPECT_EQ(status.argument(0, 0), nev_from_utf8(hive()));
+  EXPECT_FALSE(status.argument(0, 1).empty());
+  EXPECT_EQ(text, u"preset");
+  nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Key", u"", u"Name", 1, status);
+  EXPECT_EQ(status.code(), NEV_E_REG_HIVE);
+  EXPECT_FALSE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Key", u""));
+  Nev_hkey key = nullptr;
+  EXPECT_EQ(nev_reg_open_key(NEV_HKEY_LOCAL_MACHINE, u"Key", 0, NEV_KEY_QUERY_VALUE, &key), NEV_ERROR_ACCESS_DENIED);
 }

@@ -174,7 +174,11 @@ std::u16string data_text(const Nev_reg_value& value) {
   if ((value.type == NEV_REG_DWORD && value.data.size() == 4) || (value.type == NEV_REG_QWORD && value.data.size() == 8)) {
     std::uint64_t number = 0;
     for (std::size_t i = value.data.size(); i-- > 0;) number = number << 8 | value.data[i];
-    nev_itow(static_cast<std::int64_t>(number), text, 16, false);
+    static const char16_t lower_digits[] = u"0123456789abcdef";
+    do {
+      text.insert(text.begin(), lower_digits[number & 0xF]);
+      number >>= 4;
+    } while (number != 0);
     return u"0x" + text;
   }
   static const char16_t digits[] = u"0123456789ABCDEF";
