@@ -203,6 +203,8 @@ TEST(PropertyList, ExtractMovesNamedEntriesInNameOrder) {
   kov::kov_extract_list(from, all, names);
   EXPECT_EQ(contents(all), (Contents{u"x=$I1", u"x=$I2"}));
   EXPECT_EQ(from.size(), 0u);
+  kov::kov_extract_list(all, all, names);  // one list on both sides: nothing happens
+  EXPECT_EQ(all.size(), 2u);
 }
 
 }  // namespace
