@@ -15,30 +15,21 @@ const nev::Nev_hkey HKLM = nev::NEV_HKEY_LOCAL_MACHINE;
 const std::u16string PROGRAM_ROOT = u"SOFTWARE\\Vendor\\Product\\plugins";
 const std::u16string SERVICE_ROOT = u"SYSTEM\\CurrentControlSet\\Services\\Svc\\plugins";
 
-std::vector<std::uint8_t> utf16_bytes(const std::u16string& text) {
-  std::vector<std::uint8_t> bytes;
-  for (char16_t unit : text) {
-    bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-    bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
-  }
-  bytes.push_back(0);
-  bytes.push_back(0);
-  return bytes;
-}
-
 void set_value(const std::u16string& key, const std::u16string& name, std::uint32_t type,
                const std::vector<std::uint8_t>& data) {
   nev::Nev_status status;
   nev::nev_set_reg_value(HKLM, key, name, type, data, status);
-  ASSERT_TRUE(status.ok()) << nev::nev_to_utf8(nev::nev_status_text(status));
+  ASSERT_TRUE(status.ok());
 }
 void set_text(const std::u16string& key, const std::u16string& name, const std::u16string& text) {
-  set_value(key, name, nev::NEV_REG_SZ, utf16_bytes(text));
+  nev::Nev_status status;
+  nev::nev_set_reg_string_value(HKLM, key, u"", name, text, status);
+  ASSERT_TRUE(status.ok());
 }
 void set_dword(const std::u16string& key, const std::u16string& name, std::uint32_t value) {
-  set_value(key, name, nev::NEV_REG_DWORD,
-            {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
-             static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)});
+  nev::Nev_status status;
+  nev::nev_set_reg_uint_value(HKLM, key, u"", name, value, status);
+  ASSERT_TRUE(status.ok());
 }
 
 // The names and persistent strings of a list, in order.
