@@ -46,17 +46,10 @@ _GUID reference_scan(const std::u16string& text) {
   return guid;
 }
 
+// The text with each unit in hexadecimal, for failure messages.
 std::string show(const std::u16string& text) {
   std::string out;
-  for (char16_t unit : text) {
-    if (unit >= 0x20 && unit < 0x7F) {
-      out += static_cast<char>(unit);
-    } else {
-      char buffer[12];
-      std::snprintf(buffer, sizeof buffer, "\\u%04X", static_cast<unsigned>(unit));
-      out += buffer;
-    }
-  }
+  for (char16_t unit : text) out += " " + std::to_string(static_cast<unsigned>(unit));
   return out;
 }
 
@@ -65,7 +58,7 @@ void expect_as_swscanf(const std::u16string& text) {
   std::memset(&ours, 0xA5, sizeof ours);  // every byte must be written
   kov::kov_string_to_type(text, ours);
   const _GUID reference = reference_scan(text);
-  EXPECT_TRUE(same_bytes(ours, reference)) << "text: \"" << show(text) << "\"";
+  EXPECT_TRUE(same_bytes(ours, reference)) << "units:" << show(text);
 }
 
 TEST(TypeIdentifier, TextFormIsUpperCaseFixedWidthAndReadsBack) {
@@ -94,22 +87,6 @@ TEST(TypeIdentifier, TextFormIsUpperCaseFixedWidthAndReadsBack) {
   _GUID parsed{};
   kov::kov_string_to_type(u"{5ae48720-05eb-11d3-bf61-5e0703000000}", parsed);
   EXPECT_EQ(std::memcmp(&parsed, bytes, 16), 0);
-}
-
-TEST(TypeIdentifier, RandomIdentifiersSurviveTheRoundTrip) {
-  std::mt19937 random(7);
-  for (int i = 0; i < 2000; ++i) {
-    _GUID guid{};
-    auto* raw = reinterpret_cast<unsigned char*>(&guid);
-    for (std::size_t b = 0; b < sizeof guid; ++b) raw[b] = static_cast<unsigned char>(random());
-    std::u16string text;
-    kov::kov_type_to_string(guid, text);
-    ASSERT_EQ(text.size(), 38u);
-    _GUID back{};
-    kov::kov_string_to_type(text, back);
-    ASSERT_TRUE(same_bytes(back, guid)) << show(text);
-    expect_as_swscanf(text);
-  }
 }
 
 TEST(TypeIdentifier, EqualityComparesAllSixteenBytes) {
@@ -149,7 +126,7 @@ TEST(TypeIdentifier, ReadingAgreesWithSwscanfOnHandPickedTexts) {
   for (const std::u16string& text : texts) expect_as_swscanf(text);
 }
 
-TEST(TypeIdentifier, ReadingAgreesWithSwscanfOnMutatedTexts) {
+TEST(TypeIdentifier, RandomTextsReadBackAndMutationsReadAsSwscanfReadsThem) {
   // Units that matter to the scan: digits, letters, the literals, signs, the
   // prefix letter, white space and a few that matter to nothing.
   const std::u16string alphabet = u"0123456789abcdefABCDEFxXgG{}-+ \t\n\v\f\r;_\u00a0\u3000\u2028";
@@ -161,6 +138,9 @@ TEST(TypeIdentifier, ReadingAgreesWithSwscanfOnMutatedTexts) {
     auto* raw = reinterpret_cast<unsigned char*>(&guid);
     for (std::size_t b = 0; b < sizeof guid; ++b) raw[b] = static_cast<unsigned char>(random());
     kov::kov_type_to_string(guid, base);
+    _GUID back{};
+    kov::kov_string_to_type(base, back);
+    ASSERT_TRUE(same_bytes(back, guid)) << "units:" << show(base);
     std::u16string text = base;
     const std::size_t edits = 1 + pick(4);
     for (std::size_t e = 0; e < edits; ++e) {
