@@ -15,7 +15,6 @@ function(kov_sample_plugin target)
   kov_target_warnings(${target})
   set(KOV_SAMPLE_PATH_${target}
     ${KOV_SAMPLE_PLUGIN_DIR}/${CMAKE_SHARED_MODULE_PREFIX}${target}${CMAKE_SHARED_MODULE_SUFFIX} PARENT_SCOPE)
-  set_property(GLOBAL APPEND PROPERTY KOV_SAMPLE_PLUGINS ${target})
 endfunction()
 
 # Fills the registry template `template` with the built paths into
