@@ -239,6 +239,9 @@ TEST_F(Hive_test, KovregEditsKeysAndValues) {
       {"delete HKLM\\Software\\Ed /v Name /f", 1, "does not exist"},
       {"delete HKLM /f", 1, "not valid"},
       {"--machine far query HKLM\\Software", 1, "The machine far cannot be connected"},
+      {"export HKLM\\Software\\Ed " + folder() + "/ed.reg", 0, "completed"},
+      {"export HKLM\\Software\\Ed " + folder() + "/ed.reg", 1, "cancelled"},
+      {"export HKLM\\Software\\Ed " + folder() + "/ed.reg /y", 0, "completed"},
       {"frobnicate", 2, "unknown command"},
   };
   for (const auto& step : steps) {

@@ -5,7 +5,7 @@
 //   add    KEY [/v NAME | /ve] [/t TYPE] [/d DATA] [/f]
 //   delete KEY [/v NAME | /ve | /va] [/f]
 //   import FILE
-//   export KEY FILE [--utf8 | --regedit4]
+//   export KEY FILE [--utf8 | --regedit4] [/y]
 //
 // KEY begins with its root, long or short: HKLM\Software or
 // HKEY_LOCAL_MACHINE\Software. --machine works on a named machine's hive,
@@ -39,7 +39,7 @@ const char* const USAGE =
     "  add    KEY [/v NAME | /ve] [/t TYPE] [/d DATA] [/f]\n"
     "  delete KEY [/v NAME | /ve | /va] [/f]\n"
     "  import FILE\n"
-    "  export KEY FILE [--utf8 | --regedit4]\n"
+    "  export KEY FILE [--utf8 | --regedit4] [/y]\n"
     "KEY begins with its root: HKLM, HKCU, HKCR, HKU, HKCC or the long names.\n"
     "TYPE: REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ (DATA parts separated by \\0),\n"
     "      REG_DWORD, REG_QWORD (decimal or 0x...), REG_BINARY, REG_NONE (hex digits).\n";
@@ -537,6 +537,10 @@ int export_key(Registry& registry, const Options& options) {
                                                    : kovreg::Dialect::version5_utf16;
   const std::string bytes = kovreg::encode_file(keys, dialect);
   const std::string& path = options.operands[1];
+  if (!options.force && std::ifstream(path).good() && !confirm("The file " + path + " exists, overwrite")) {
+    std::cout << "The operation was cancelled.\n";
+    return 1;
+  }
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   if (!file) {
     status.assign(NEV_E_FILE_OPEN, Nev_wstring_status_arg(nev_from_utf8(path)),
@@ -555,7 +559,12 @@ int export_key(Registry& registry, const Options& options) {
 }
 
 int run(const Options& options) {
-  if (!options.hive.empty()) ::setenv("NEV_REGISTRY", options.hive.c_str(), 1);
+  if (!options.hive.empty()) {
+    // putenv keeps the text it is given, and exists wherever the tool builds.
+    static std::string assignment;
+    assignment = "NEV_REGISTRY=" + options.hive;
+    ::putenv(assignment.data());
+  }
   Registry registry(options.machine);
   const std::string& command = options.command;
   if (command == "query") return query(registry, options);

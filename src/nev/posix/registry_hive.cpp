@@ -8,7 +8,6 @@
 
 #include <array>
 #include <atomic>
-#include <cstdio>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -353,7 +352,8 @@ bool Hive::open(bool create) {
   m_data_version = -1;
   m_wal_header = nullptr;
   m_header_known = false;
-  m_header_tried = false;
+  m_mode_checked = false;
+  m_wal_mode = false;
   sqlite3_busy_timeout(db, BUSY_TIMEOUT_MS);
   try {
     execute(db, "PRAGMA journal_mode = WAL");
@@ -521,20 +521,22 @@ bool Hive::header_unchanged() const {
 void Hive::remember_header() { m_header_known = read_header(m_seen_header); }
 
 void Hive::map_wal_header() {
-  if (m_header_tried) return;
-  m_header_tried = true;
-  char mode[8] = {};
-  {
+  if (m_wal_header != nullptr) return;
+  if (!m_mode_checked) {
+    m_mode_checked = true;
     Statement journal(m_db, "PRAGMA journal_mode");
     Use use(journal);
-    if (use.step()) std::snprintf(mode, sizeof mode, "%s", reinterpret_cast<const char*>(sqlite3_column_text(journal.get(), 0)));
+    const auto* mode = use.step() ? sqlite3_column_text(journal.get(), 0) : nullptr;
+    m_wal_mode = mode != nullptr && std::strcmp(reinterpret_cast<const char*>(mode), "wal") == 0;
   }
-  if (std::strcmp(mode, "wal") != 0) return;
   sqlite3_file* file = nullptr;
-  if (sqlite3_file_control(m_db, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || file == nullptr ||
-      file->pMethods == nullptr || file->pMethods->iVersion < 2 || file->pMethods->xShmMap == nullptr) {
+  if (!m_wal_mode || sqlite3_file_control(m_db, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
+      file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2 ||
+      file->pMethods->xShmMap == nullptr) {
     return;
   }
+  // Not extending: until a read has set the index up there is nothing to
+  // map, and the next check tries again.
   void volatile* region = nullptr;
   if (file->pMethods->xShmMap(file, 0, 32768, 0, &region) == SQLITE_OK && region != nullptr) {
     m_wal_header = static_cast<const volatile std::uint32_t*>(region);

@@ -155,7 +155,8 @@ class Hive {
   const volatile std::uint32_t* m_wal_header = nullptr;
   std::array<std::uint32_t, 12> m_seen_header{};
   bool m_header_known = false;
-  bool m_header_tried = false;
+  bool m_mode_checked = false;  // whether m_wal_mode has been asked yet
+  bool m_wal_mode = false;
   std::unordered_map<std::u16string, Key_id> m_key_cache;
   std::unordered_map<Key_id, Value_list> m_value_cache;
   std::unordered_map<Key_id, std::vector<std::u16string>> m_subkey_cache;
