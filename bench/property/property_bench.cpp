@@ -44,10 +44,12 @@ void BM_stored_text_round_trip(benchmark::State& state) {
 }
 BENCHMARK(BM_stored_text_round_trip)->DenseRange(0, 4);
 
+// "Setting00042": names of one length, so that every comparison of a search
+// reads the whole name.
 std::u16string entry_name(int index) {
   std::u16string digits;
   nev::nev_itow(index, digits, 10, false);
-  return u"Setting" + digits;
+  return u"Setting" + std::u16string(5 - digits.size(), u'0') + digits;
 }
 
 Kov_property_list filled_list(int count) {

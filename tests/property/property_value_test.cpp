@@ -32,10 +32,6 @@ TEST(PropertyValue, ConstructorsAndReaders) {
   EXPECT_EQ(literal.type(), Kov_property::STRING);
   EXPECT_EQ(literal.string_value(), u"text");
   EXPECT_EQ(literal.name(), u"Name");
-  EXPECT_EQ(Kov_property(u"a", -7).int_value(), -7);
-  EXPECT_TRUE(Kov_property(u"a", true).bool_value());
-  EXPECT_EQ(Kov_property(u"a", moment(5, 13)).date_and_time_value(), moment(5, 13));
-  EXPECT_EQ(Kov_property(u"a", days(3)).time_period_value(), days(3));
 
   struct Case {
     Kov_property property;
