@@ -42,13 +42,7 @@ Outcome create(const std::u16string& plugin, const _GUID& type, std::uint32_t in
 std::u16string shapes_key(const _GUID& type) { return u"Shapes\\" + type_text(type); }
 const std::u16string SHAPES = wide(SHAPES_PATH);
 
-class Creation : public Fresh_hive {
- protected:
-  void SetUp() override {
-    Fresh_hive::SetUp();
-    import_samples();
-  }
-};
+using Creation = Sample_hive;
 
 TEST_F(Creation, EachTypeOfOneLibraryLoadsItOnce) {
   const Outcome circle = create(u"Shapes", CIRCLE_TYPE, 0x10000, 0x10002);

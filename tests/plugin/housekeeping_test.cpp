@@ -14,13 +14,8 @@ namespace {
 using namespace plugin_test;
 using kovsample::TALLY_TYPE;
 
-class Housekeeping : public Fresh_hive {
+class Housekeeping : public Sample_hive {
  protected:
-  void SetUp() override {
-    Fresh_hive::SetUp();
-    import_samples();
-  }
-
   // Creates an object; the caller ends it.
   static gan::Gan_base* make(const std::u16string& plugin, const _GUID& type) {
     gan::Gan_base* object = nullptr;

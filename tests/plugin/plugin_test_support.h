@@ -40,6 +40,15 @@ class Fresh_hive : public ::testing::Test {
 
 // Imports the sample plug-ins' .reg files with kovreg.
 void import_samples();
+
+// A fresh hive holding the sample plug-ins.
+class Sample_hive : public Fresh_hive {
+ protected:
+  void SetUp() override {
+    Fresh_hive::SetUp();
+    import_samples();
+  }
+};
 // Runs a command line through the shell; gives its exit code and output.
 int run_command(const std::string& command, std::string* output = nullptr);
 // The lines the sample plug-ins have logged so far in this test.

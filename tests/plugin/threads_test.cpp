@@ -54,13 +54,7 @@ void create_objects(int thread, std::atomic<int>& created, std::atomic<int>& fai
   for (gan::Gan_base* object : alive) deallocator.deallocate(object);
 }
 
-class Threads : public Fresh_hive {
- protected:
-  void SetUp() override {
-    Fresh_hive::SetUp();
-    import_samples();
-  }
-};
+using Threads = Sample_hive;
 
 TEST_F(Threads, ConcurrentCreationLoadsEachLibraryOnce) {
   std::atomic<int> created{0};
