@@ -1,4 +1,7 @@
 // The kovplug tool, run as a user runs it.
+#include "kov/plugin.h"
+#include "nev/registry.h"
+#include "nev/strings.h"
 #include "plugin_test_support.h"
 #include "sample_types.h"
 
@@ -24,6 +27,15 @@ TEST_F(Kovplug, RegistersListsCreatesAndUnregisters) {
               " --display-name 'Ring maker' --interface 1.0 --implementation 1.2",
           &code);
   ASSERT_EQ(code, 0);
+  const std::pair<const char16_t*, std::uint32_t> written[] = {
+      {u"InterfaceVersion", 0x10000}, {u"ImplementationVersion", 0x10002}, {u"LibraryVersion", 0x40000}};
+  for (const auto& [name, expected] : written) {
+    std::uint32_t value = 0;
+    nev::Nev_status status;
+    nev::nev_get_reg_uint_value(nev::NEV_HKEY_LOCAL_MACHINE, kov::PLUGIN_ROOT_KEY, u"Rings\\" + wide(circle), name,
+                                value, status);
+    EXPECT_EQ(value, expected) << nev::nev_to_utf8(name);
+  }
   std::string out = kovplug("list " + circle, &code);
   EXPECT_EQ(code, 0);
   EXPECT_TRUE(contains(out, "Rings")) << out;
