@@ -1,0 +1,166 @@
+// Type identifiers: the text form, and reading it exactly as the C library's
+// wide scanf reads the format, checked side by side with swscanf itself.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <cwchar>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "kov/type_id.h"
+#include "kov/wstring.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+_GUID make_guid(std::uint32_t d1, std::uint16_t d2, std::uint16_t d3, std::initializer_list<std::uint8_t> d4) {
+  _GUID guid{d1, d2, d3, {}};
+  std::size_t i = 0;
+  for (std::uint8_t byte : d4) guid.Data4[i++] = byte;
+  return guid;
+}
+
+bool same_bytes(const _GUID& a, const _GUID& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+// What swscanf makes of `text` with the reading format, in the layout that
+// kov_string_to_type promises: all eleven numbers, or all zeros.
+_GUID reference_scan(const std::u16string& text) {
+  std::wstring wide;
+  for (char16_t unit : text) {
+    if (unit == 0) break;
+    wide += static_cast<wchar_t>(unit);
+  }
+  unsigned n[11] = {};
+  const int count = std::swscanf(wide.c_str(), L"{%8X-%4X-%4X-%2X%2X-%2X%2X%2X%2X%2X%2X}", &n[0], &n[1], &n[2],
+                                 &n[3], &n[4], &n[5], &n[6], &n[7], &n[8], &n[9], &n[10]);
+  _GUID guid{};
+  if (count == 11) {
+    guid.Data1 = n[0];
+    guid.Data2 = static_cast<std::uint16_t>(n[1]);
+    guid.Data3 = static_cast<std::uint16_t>(n[2]);
+    for (int i = 0; i < 8; ++i) guid.Data4[i] = static_cast<std::uint8_t>(n[3 + i]);
+  }
+  return guid;
+}
+
+// The text with each unit in hexadecimal, for failure messages.
+std::string show(const std::u16string& text) {
+  std::string out;
+  for (char16_t unit : text) out += " " + std::to_string(static_cast<unsigned>(unit));
+  return out;
+}
+
+void expect_as_swscanf(const std::u16string& text) {
+  _GUID ours{};
+  std::memset(&ours, 0xA5, sizeof ours);  // every byte must be written
+  kov::kov_string_to_type(text, ours);
+  const _GUID reference = reference_scan(text);
+  EXPECT_TRUE(same_bytes(ours, reference)) << "units:" << show(text);
+}
+
+TEST(TypeIdentifier, TextFormIsUpperCaseFixedWidthAndReadsBack) {
+  struct Case {
+    _GUID guid;
+    const char16_t* text;
+  };
+  const Case cases[] = {
+      {make_guid(0, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}), u"{00000000-0000-0000-0000-000000000000}"},
+      {kov::Kov_wstring::TYPE, u"{5AE48720-05EB-11D3-BF61-5E0703000000}"},
+      {make_guid(0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}),
+       u"{FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF}"},
+      {make_guid(0x1, 0x2, 0x3, {4, 5, 6, 7, 8, 9, 0xA, 0xB}), u"{00000001-0002-0003-0405-060708090A0B}"},
+  };
+  for (const Case& c : cases) {
+    std::u16string text = u"old content";
+    kov::kov_type_to_string(c.guid, text);
+    EXPECT_EQ(text, c.text);
+    _GUID back{};
+    kov::kov_string_to_type(text, back);
+    EXPECT_TRUE(same_bytes(back, c.guid)) << show(text);
+  }
+  // The memory layout of the documented example.
+  const std::uint8_t bytes[16] = {0x20, 0x87, 0xE4, 0x5A, 0xEB, 0x05, 0xD3, 0x11,
+                                  0xBF, 0x61, 0x5E, 0x07, 0x03, 0x00, 0x00, 0x00};
+  _GUID parsed{};
+  kov::kov_string_to_type(u"{5ae48720-05eb-11d3-bf61-5e0703000000}", parsed);
+  EXPECT_EQ(std::memcmp(&parsed, bytes, 16), 0);
+}
+
+TEST(TypeIdentifier, EqualityComparesAllSixteenBytes) {
+  const _GUID base = kov::Kov_wstring::TYPE;
+  EXPECT_TRUE(kov::kov_is_equal_type(base, base));
+  for (std::size_t byte = 0; byte < sizeof(_GUID); ++byte) {
+    _GUID other = base;
+    reinterpret_cast<unsigned char*>(&other)[byte] ^= 0x01;
+    EXPECT_FALSE(kov::kov_is_equal_type(base, other)) << "byte " << byte;
+    EXPECT_FALSE(kov::kov_is_equal_type(other, base)) << "byte " << byte;
+  }
+}
+
+TEST(TypeIdentifier, ReadingAgreesWithSwscanfOnHandPickedTexts) {
+  const std::u16string good = u"{5AE48720-05EB-11D3-BF61-5E0703000000}";
+  // Short groups, white space, signs, "0x" prefixes (with and without
+  // digits, meeting %2X), missing or extra literals, an early NUL, and units
+  // that only look like spaces, digits or hyphens.
+  const std::vector<std::u16string> texts = {
+      good, u"{5ae48720-05eb-11d3-bf61-5e0703000000}", u"", u"{", u"5AE48720-05EB-11D3-BF61-5E0703000000}",
+      u"{5AE48720-05EB-11D3-BF61-5E0703000000", u"{5AE48720-05EB-11D3-BF61-5E0703000000}trailing",
+      u"{5AE48720-05EB-11D3-BF61-5E07030000}", u"{5AE48720-05EB-11D3-BF61-5E07030000-}", u"{1-2-3-45-6789ABCDEF01}",
+      u"{1-2-3-4-5}", u"{ 5AE48720- 05EB-\t11D3-\n BF61-5E0703000000}", u" {5AE48720-05EB-11D3-BF61-5E0703000000}",
+      u"{5AE48720 -05EB-11D3-BF61-5E0703000000}", u"{5AE487201-05EB-11D3-BF61-5E0703000000}",
+      u"{+5AE4872-05EB-11D3-BF61-5E0703000000}", u"{-1-05EB-11D3-BF61-5E0703000000}",
+      u"{-0000001-05EB-11D3-BF61-5E0703000000}", u"{0x5AE487-05EB-11D3-BF61-5E0703000000}", u"{0X12-0x1-0x2-0x3-0x4}",
+      u"{0x-05EB-11D3-BF61-5E0703000000}", u"{0xg-05EB-11D3-BF61-5E0703000000}",
+      u"{5AE48720-05EB-11D3-0x61-5E0703000000}", u"{5AE48720-05EB-11D3--1F61-5E0703000000}",
+      u"{5AE48720-05EB-11D3-+-61-5E0703000000}", u"{5AE48720-05EB-11D3-0-61-5E0703000000}",
+      u"{-0-0-0-0-0-0-0-0-0-0-0}", u"{+-5AE48720-05EB-11D3-BF61-5E0703000000}", u"{ -  5-05EB}",
+      u"{5AE48720-05EB-11D3-BF61-5E07030000\u0000FF}"s, u"{5AE48720-05EB-11D3-BF61-5E070300000G}",
+      u"{\u00a05AE48720-05EB-11D3-BF61-5E0703000000}", u"{\u30005AE48720-05EB-11D3-BF61-5E0703000000}",
+      u"{\uFF15AE48720-05EB-11D3-BF61-5E0703000000}", u"{\u000b5AE48720-05EB-11D3-\f\rBF61-5E0703000000}",
+      u"{\u001c5AE48720-05EB-11D3-BF61-5E0703000000}", u"{5AE48720\u2013\u0030\u0035EB-11D3-BF61-5E0703000000}",
+  };
+
+  for (const std::u16string& text : texts) expect_as_swscanf(text);
+}
+
+TEST(TypeIdentifier, RandomTextsReadBackAndMutationsReadAsSwscanfReadsThem) {
+  // Units that matter to the scan: digits, letters, the literals, signs, the
+  // prefix letter, white space and a few that matter to nothing.
+  const std::u16string alphabet = u"0123456789abcdefABCDEFxXgG{}-+ \t\n\v\f\r;_\u00a0\u3000\u2028";
+  std::mt19937 random(2024);
+  auto pick = [&](std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(random); };
+  std::u16string base;
+  for (int round = 0; round < 20000; ++round) {
+    _GUID guid{};
+    auto* raw = reinterpret_cast<unsigned char*>(&guid);
+    for (std::size_t b = 0; b < sizeof guid; ++b) raw[b] = static_cast<unsigned char>(random());
+    kov::kov_type_to_string(guid, base);
+    _GUID back{};
+    kov::kov_string_to_type(base, back);
+    ASSERT_TRUE(same_bytes(back, guid)) << "units:" << show(base);
+    std::u16string text = base;
+    const std::size_t edits = 1 + pick(4);
+    for (std::size_t e = 0; e < edits; ++e) {
+      const std::size_t at = text.empty() ? 0 : pick(text.size() + 1);
+      const char16_t unit = alphabet[pick(alphabet.size())];
+      switch (pick(3)) {
+        case 0:  // insert
+          text.insert(text.begin() + static_cast<std::ptrdiff_t>(at), unit);
+          break;
+        case 1:  // replace
+          if (at < text.size()) text[at] = unit;
+          break;
+        default:  // delete
+          if (at < text.size()) text.erase(at, 1);
+          break;
+      }
+    }
+    expect_as_swscanf(text);
+    if (HasFailure()) break;
+  }
+}
+
+}  // namespace
