@@ -1,0 +1,119 @@
+// Kov_diag_trace: the enabled path of a trace scope.
+//
+// A line is "[hh:mm:ss:cc]" (cc the hundredths of the second, truncated),
+// trace_depth times indent_step spaces, a two-unit prefix, then the text.
+// Kov_diag_main::write adds the line end and the thread markers.
+#include <algorithm>
+#include <cstddef>
+
+#include "entry/statics.h"
+#include "kov/diag.h"
+#include "nev/strings.h"
+#include "nev/time.h"
+
+namespace kov {
+
+namespace {
+
+// How many enabled scopes the calling thread is inside. The library's only
+// thread-local variable.
+thread_local std::uint16_t trace_depth = 0;
+
+constexpr std::size_t STAMP_LENGTH = 13;
+constexpr std::size_t DUMP_ROW_BYTES = 16;
+constexpr char16_t HEX_DIGITS[] = u"0123456789abcdef";
+
+void append_two_digits(std::u16string& line, int value) {
+  line.push_back(static_cast<char16_t>(u'0' + (value / 10) % 10));
+  line.push_back(static_cast<char16_t>(u'0' + value % 10));
+}
+
+// "[hh:mm:ss:cc]" for `time`. The digits are formed here rather than through
+// a format string: this runs for every traced line.
+void append_stamp(std::u16string& line, const nev::Nev_time& time) {
+  line.push_back(u'[');
+  append_two_digits(line, time.hours());
+  line.push_back(u':');
+  append_two_digits(line, time.minutes());
+  line.push_back(u':');
+  append_two_digits(line, time.seconds());
+  line.push_back(u':');
+  append_two_digits(line, time.microseconds() / 10000);
+  line.push_back(u']');
+}
+
+// Printable in the default locale: 0x20 to 0x7E. Fixed here so that a
+// program's own locale does not change what a dump looks like.
+bool is_printable(std::uint8_t byte) { return byte >= 0x20 && byte <= 0x7E; }
+
+// One dump row of up to 16 bytes: "%02x " per byte, three spaces per missing
+// byte (so the hex column is always 48 wide), then the printable column.
+std::u16string dump_row(const std::uint8_t* bytes, std::size_t count) {
+  std::u16string row;
+  row.reserve(DUMP_ROW_BYTES * 4);
+  for (std::size_t i = 0; i < count; ++i) {
+    row.push_back(HEX_DIGITS[bytes[i] >> 4]);
+    row.push_back(HEX_DIGITS[bytes[i] & 0x0F]);
+    row.push_back(u' ');
+  }
+  row.append((DUMP_ROW_BYTES - count) * 3, u' ');
+  for (std::size_t i = 0; i < count; ++i) row.push_back(is_printable(bytes[i]) ? bytes[i] : u'.');
+  return row;
+}
+
+}  // namespace
+
+void Kov_diag_trace::enter() {
+  ++trace_depth;
+  try {
+    write(u"> ", m_name_p);
+  } catch (...) {
+    // The scope is not made: take its depth back before the exception goes on.
+    --trace_depth;
+    throw;
+  }
+}
+
+void Kov_diag_trace::leave() {
+  // A destructor must not throw: an exit line that cannot be built is lost.
+  try {
+    write(u"< ", m_name_p);
+  } catch (...) {
+  }
+  --trace_depth;
+}
+
+void Kov_diag_trace::trace_message(const char16_t* format, std::va_list args) {
+  char16_t buffer[MESSAGE_LIMIT];
+  buffer[0] = u'\0';
+  // The formatter cuts what does not fit, so a longer message is shortened.
+  nev::nev_vswprintf(buffer, MESSAGE_LIMIT, format, args);
+  write(u"  ", buffer);
+}
+
+void Kov_diag_trace::dump(const char16_t* text, const std::uint8_t* bytes, std::uint16_t length) {
+  char16_t heading[MESSAGE_LIMIT];
+  heading[0] = u'\0';
+  nev::nev_swprintf(heading, MESSAGE_LIMIT, text);
+  write(u"  ", heading);
+  for (std::size_t offset = 0; offset < length; offset += DUMP_ROW_BYTES) {
+    const std::size_t count = std::min<std::size_t>(DUMP_ROW_BYTES, length - offset);
+    // The row is text, not a format: a "%" in it stays as it is.
+    write(u"  ", dump_row(bytes + offset, count).c_str());
+  }
+}
+
+void Kov_diag_trace::write(const char16_t* prefix, const char16_t* text) {
+  const nev::Nev_time now = nev::Nev_time::now();
+  const std::size_t indent = static_cast<std::size_t>(trace_depth) * detail::indent_step;
+  const std::size_t text_length = nev::nev_wcslen(text);
+  std::u16string line;
+  line.reserve(STAMP_LENGTH + indent + 2 + text_length);
+  append_stamp(line, now);
+  line.append(indent, u' ');
+  line.append(prefix);
+  line.append(text, text_length);
+  m_diag_p->write(line);
+}
+
+}  // namespace kov
