@@ -1,0 +1,233 @@
+// Text helpers: numbers to and from text, letter case, 8-bit and UTF-8.
+#include "nev/strings.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+
+namespace {
+
+using namespace std::string_literals;
+
+std::string show(const std::u16string& text) { return nev::nev_to_utf8(text); }
+
+TEST(Strings, IsInt32AcceptsOnlySigned32BitDecimals) {
+  struct Case {
+    std::u16string text;
+    bool accepted;
+  };
+  const Case cases[] = {
+      {u"", false},           {u"-", false},           {u"+", false},          {u"2147483648", false},
+      {u"-2147483649", false}, {u"12a", false},         {u" 1", false},         {u"1 ", false},
+      {u"1\0"s "2"s, false},   {u"99999999999999999999", false},                  {u"+-1", false},
+      {u"--1", false},        {u"0x10", false},        {u"1.0", false},        {u"\uFF11", false},
+      {u"000250", true},      {u"-0", true},           {u"+7", true},          {u"0000000003", true},
+      {u"-2147483648", true},  {u"2147483647", true},   {u"+2147483647", true}, {u"00000000002147483647", true},
+      {u"0", true},           {u"-000000000000000000001", true},
+  };
+  for (const Case& c : cases) EXPECT_EQ(nev::nev_is_int32(c.text), c.accepted) << show(c.text);
+}
+
+TEST(Strings, Wtoi32ReadsTheLeadingNumberAndSaturates) {
+  struct Case {
+    std::u16string text;
+    std::int32_t value;
+  };
+  const Case cases[] = {
+      {u"09", 9},
+      {u"000250", 250},
+      {u"-0", 0},
+      {u"+7", 7},
+      {u"  \t-12abc", -12},
+      {u"", 0},
+      {u"abc", 0},
+      {u"-", 0},
+      {u"- 5", 0},
+      {u"1\0"s "2"s, 1},
+      {u"2147483647", 2147483647},
+      {u"2147483648", std::numeric_limits<std::int32_t>::max()},
+      {u"-2147483648", std::numeric_limits<std::int32_t>::min()},
+      {u"-2147483649", std::numeric_limits<std::int32_t>::min()},
+      {u"123456789012345678901234567890", std::numeric_limits<std::int32_t>::max()},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(nev::nev_wtoi32(c.text), c.value) << show(c.text);
+    EXPECT_EQ(nev::nev_wtoi(c.text.c_str()), c.value) << show(c.text);
+  }
+  EXPECT_EQ(nev::nev_wtoi(nullptr), 0);
+}
+
+TEST(Strings, ItowBasesSignsAndGrouping) {
+  struct Case {
+    std::int64_t value;
+    unsigned base;
+    bool group;
+    std::u16string text;
+  };
+  const Case cases[] = {
+      {0, 10, false, u"0"},
+      {0, 10, true, u"0"},
+      {999, 10, true, u"999"},
+      {1000, 10, true, u"1,000"},
+      {-1234, 10, true, u"-1,234"},
+      {-123, 10, true, u"-123"},
+      {1234567, 10, true, u"1,234,567"},
+      {1234567, 10, false, u"1234567"},
+      {std::numeric_limits<std::int64_t>::min(), 10, false, u"-9223372036854775808"},
+      {std::numeric_limits<std::int64_t>::min(), 10, true, u"-9,223,372,036,854,775,808"},
+      {std::numeric_limits<std::int64_t>::min(), 16, false, u"-8000000000000000"},
+      {std::numeric_limits<std::int64_t>::max(), 2, false, std::u16string(63, u'1')},
+      {std::numeric_limits<std::int64_t>::min(), 2, false, u"-1" + std::u16string(63, u'0')},
+      {255, 16, false, u"FF"},
+      {65535, 16, true, u"FFFF"},
+      {-5, 2, false, u"-101"},
+      {35, 36, false, u"Z"},
+      {36, 36, false, u"10"},
+      {8, 8, false, u"10"},
+      {1, 1, false, u""},
+      {1, 37, false, u""},
+      {1, 0, true, u""},
+  };
+  std::u16string out = u"old";
+  for (const Case& c : cases) {
+    nev::nev_itow(c.value, out, c.base, c.group);
+    EXPECT_EQ(out, c.text) << c.value << " base " << c.base;
+  }
+  // Plain text of any 32-bit value reads back.
+  for (std::int64_t value : {-2147483648LL, -1000LL, -1LL, 0LL, 9LL, 1000LL, 2147483647LL}) {
+    nev::nev_itow(value, out, 10, false);
+    EXPECT_TRUE(nev::nev_is_int32(out)) << value;
+    EXPECT_EQ(nev::nev_wtoi32(out), value);
+  }
+}
+
+TEST(Strings, UpperCaseTable) {
+  const std::pair<char16_t, char16_t> cases[] = {
+      {u'a', u'A'},           {u'z', u'Z'},           {u'A', u'A'},           {u'{', u'{'},
+      {u'`', u'`'},           {u'1', u'1'},           {0x00E9, 0x00C9},       {0x00FE, 0x00DE},
+      {0x00F7, 0x00F7},       {0x00DF, 0x00DF},       {0x00FF, 0x0178},       {0x00B5, 0x039C},
+      {0x0101, 0x0100},       {0x0100, 0x0100},       {0x0131, u'I'},         {0x0133, 0x0132},
+      {0x0138, 0x0138},       {0x013A, 0x0139},       {0x0148, 0x0147},       {0x0149, 0x0149},
+      {0x014B, 0x014A},       {0x0177, 0x0176},       {0x017A, 0x0179},       {0x017E, 0x017D},
+      {0x017F, u'S'},         {0x03B1, 0x0391},       {0x03C9, 0x03A9},       {0x03C2, 0x03A3},
+      {0x03AC, 0x0386},       {0x03AD, 0x0388},       {0x03AF, 0x038A},       {0x03CC, 0x038C},
+      {0x03CE, 0x038F},       {0x03CA, 0x03AA},       {0x0390, 0x0390},       {0x03E3, 0x03E2},
+      {0x0430, 0x0410},       {0x044F, 0x042F},       {0x0451, 0x0401},       {0x045F, 0x040F},
+      {0x0461, 0x0460},       {0x048B, 0x048A},       {0x04C2, 0x04C1},       {0x04CE, 0x04CD},
+      {0x04CF, 0x04C0},       {0x04E9, 0x04E8},       {0x0511, 0x0510},       {0x4E2D, 0x4E2D},
+      {0xFF41, 0xFF41},       {0xD800, 0xD800},
+  };
+  for (const auto& [unit, upper] : cases) EXPECT_EQ(nev::nev_to_upper(unit), upper) << std::hex << unsigned(unit);
+  // An upper-case unit stays as it is.
+  for (char32_t unit = 0; unit <= 0xFFFF; ++unit) {
+    const char16_t upper = nev::nev_to_upper(static_cast<char16_t>(unit));
+    ASSERT_EQ(nev::nev_to_upper(upper), upper) << std::hex << unsigned(unit);
+  }
+}
+
+TEST(Strings, CaseInsensitiveComparison) {
+  struct Case {
+    std::u16string a;
+    std::u16string b;
+    int order;
+  };
+  const Case cases[] = {
+      {u"", u"", 0},
+      {u"Name", u"nAME", 0},
+      {u"\u00C9t\u00E9", u"\u00E9T\u00C9", 0},
+      {u"\u041C\u0438\u0440", u"\u043C\u0418\u0420", 0},
+      {u"abc", u"abd", -1},
+      {u"ab", u"abc", -1},
+      {u"abc", u"AB", 1},
+      {u"a", u"_", -1},  // "A" (0x41) sorts before "_" (0x5F)
+      {u"\u00E9", u"z", 1},
+      {u"x\0y"s, u"x\0Y"s, 0},
+      {u"x\0y"s, u"x", 1},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(nev::nev_string_equal_nc(c.a, c.b), c.order == 0) << show(c.a) << " / " << show(c.b);
+    EXPECT_EQ(nev::nev_string_unequal_nc(c.a, c.b), c.order != 0);
+    const int order = nev::nev_compare_nc(c.a, c.b);
+    EXPECT_EQ((order > 0) - (order < 0), c.order) << show(c.a) << " / " << show(c.b);
+    const int reverse = nev::nev_compare_nc(c.b, c.a);
+    EXPECT_EQ((reverse > 0) - (reverse < 0), -c.order);
+  }
+}
+
+TEST(Strings, EightBitConversionAndSmallHelpers) {
+  EXPECT_EQ(nev::nev_wtos(u"A\u00E9\u4E2D\0z"s), "A\xE9?\0z"s);
+  std::string all_bytes;
+  for (int byte = 0; byte < 256; ++byte) all_bytes += static_cast<char>(byte);
+  const std::u16string wide = nev::nev_stow(all_bytes);
+  ASSERT_EQ(wide.size(), 256u);
+  for (int byte = 0; byte < 256; ++byte) EXPECT_EQ(wide[byte], byte);
+  EXPECT_EQ(nev::nev_wtos(wide), all_bytes);
+
+  EXPECT_EQ(nev::nev_wcslen(u""), 0u);
+  EXPECT_EQ(nev::nev_wcslen(u"abc\0def"), 3u);
+  for (char16_t unit : {u'0', u'5', u'9'}) EXPECT_TRUE(nev::nev_iswdigit(unit));
+  for (char16_t unit : {u'/', u':', u'a', char16_t(0x0660), char16_t(0xFF10)}) EXPECT_FALSE(nev::nev_iswdigit(unit));
+}
+
+TEST(Strings, Utf8BothWaysNeverFails) {
+  struct Case {
+    std::u16string utf16;
+    std::string utf8;
+  };
+  const Case valid[] = {
+      {u"", ""},
+      {u"plain\0nul"s, "plain\0nul"s},
+      {u"\u00E9", "\xC3\xA9"},
+      {u"\u07FF\u0800", "\xDF\xBF\xE0\xA0\x80"},
+      {u"\u4E2D\uFFFF", "\xE4\xB8\xAD\xEF\xBF\xBF"},
+      {u"\U0001F600", "\xF0\x9F\x98\x80"},
+      {u"\U0010FFFF", "\xF4\x8F\xBF\xBF"},
+  };
+  for (const Case& c : valid) {
+    EXPECT_EQ(nev::nev_to_utf8(c.utf16), c.utf8);
+    EXPECT_EQ(nev::nev_from_utf8(c.utf8), c.utf16) << c.utf8;
+  }
+
+  const std::string fffd = "\xEF\xBF\xBD";
+  const std::pair<std::u16string, std::string> bad_utf16[] = {
+      {u"a\xD800", "a" + fffd},
+      {u"\xDC00z", fffd + "z"},
+      {u"\xD800\xD800\xDC00", fffd + "\xF0\x90\x80\x80"},
+      {u"\xDBFF" "a", fffd + "a"},
+  };
+  for (const auto& [text, expected] : bad_utf16) EXPECT_EQ(nev::nev_to_utf8(text), expected);
+
+  const std::pair<std::string, std::u16string> bad_utf8[] = {
+      {"\x80", u"\uFFFD"},
+      {"a\xBF" "b", u"a\uFFFDb"},
+      {"\xC0\x80", u"\uFFFD\uFFFD"},              // over-long NUL
+      {"\xC1\xBF", u"\uFFFD\uFFFD"},
+      {"\xE0\x80\x80", u"\uFFFD\uFFFD\uFFFD"},    // over-long three-byte form
+      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},    // an encoded surrogate
+      {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},  // above U+10FFFF
+      {"\xF5\x80", u"\uFFFD\uFFFD"},
+      {"\xFF", u"\uFFFD"},
+      {"\xE4\xB8", u"\uFFFD"},                    // cut at the end
+      {"\xE4\xB8" "A", u"\uFFFDA"},
+      {"\xF0\x9F\x98", u"\uFFFD"},
+      {"\xC3", u"\uFFFD"},
+      {"\xC3\xC3\xA9", u"\uFFFD\u00E9"},
+  };
+  for (const auto& [text, expected] : bad_utf8) EXPECT_EQ(nev::nev_from_utf8(text), expected) << text.size();
+
+  // Every unit outside the surrogates, and a pair for each plane, survive a
+  // round trip.
+  std::u16string all;
+  for (char32_t unit = 1; unit <= 0xFFFF; ++unit) {
+    if (unit < 0xD800 || unit > 0xDFFF) all += static_cast<char16_t>(unit);
+  }
+  for (char16_t high = 0xD800; high <= 0xDBFF; high += 0x40) {
+    all += high;
+    all += char16_t(0xDC00 + (high & 0x3FF));
+  }
+  EXPECT_EQ(nev::nev_from_utf8(nev::nev_to_utf8(all)), all);
+}
+
+}  // namespace
