@@ -1,0 +1,126 @@
+// Files as POSIX descriptors.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+
+#include "nev/platform.h"
+#include "nev/posix/error_text.h"
+#include "nev/strings.h"
+
+namespace nev::platform {
+
+namespace {
+
+File_result failure(int error) { return File_result{false, error_text(error)}; }
+
+int creation_flags(Nev_file_open open) {
+  switch (open) {
+    case NEV_FILE_OPEN_EXISTING: return 0;
+    case NEV_FILE_CREATE_NEW: return O_CREAT | O_EXCL;
+    case NEV_FILE_OPEN_ALWAYS: return O_CREAT;
+    case NEV_FILE_CREATE_ALWAYS: return O_CREAT | O_TRUNC;
+  }
+  return -1;
+}
+
+int access_flags(Nev_file_access access) {
+  switch (access) {
+    case NEV_FILE_READ: return O_RDONLY;
+    case NEV_FILE_WRITE: return O_WRONLY;
+    case NEV_FILE_READ_WRITE: return O_RDWR;
+  }
+  return -1;
+}
+
+int descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
+
+}  // namespace
+
+File_result file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
+                      Nev_file_sharing /*sharing: not enforced by POSIX*/, const void* security,
+                      std::intptr_t& handle) {
+  const std::string native = nev_to_utf8(path);
+  const int creation = creation_flags(open);
+  const int mode = access_flags(access);
+  // No security descriptors here; a NUL inside the path would silently cut it.
+  if (security != nullptr || creation < 0 || mode < 0 || native.find('\0') != std::string::npos) {
+    return failure(EINVAL);
+  }
+  int flags = creation | mode | O_CLOEXEC;
+  // Opening an existing file for writing with OPEN_ALWAYS continues it: every
+  // write goes behind what is there, so an earlier run's output is kept.
+  if (open == NEV_FILE_OPEN_ALWAYS && access != NEV_FILE_READ) flags |= O_APPEND;
+  int fd;
+  do {
+    fd = ::open(native.c_str(), flags, 0644);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) return failure(errno);
+  handle = fd;
+  return {};
+}
+
+File_result file_write(std::intptr_t handle, const void* data, std::uint32_t bytes, std::uint32_t& written) {
+  written = 0;
+  const auto* next = static_cast<const char*>(data);
+  while (written < bytes) {
+    const ssize_t count = ::write(descriptor(handle), next + written, bytes - written);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      return failure(errno);
+    }
+    // A write that takes nothing and reports nothing would loop for ever.
+    if (count == 0) return failure(EIO);
+    written += static_cast<std::uint32_t>(count);
+  }
+  return {};
+}
+
+File_result file_read(std::intptr_t handle, void* data, std::uint32_t bytes, std::uint32_t& read) {
+  read = 0;
+  auto* next = static_cast<char*>(data);
+  while (read < bytes) {
+    const ssize_t count = ::read(descriptor(handle), next + read, bytes - read);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      return failure(errno);
+    }
+    if (count == 0) break;
+    read += static_cast<std::uint32_t>(count);
+  }
+  return {};
+}
+
+File_result file_read_at(std::intptr_t handle, std::uint64_t offset, void* data, std::uint32_t bytes,
+                         std::uint32_t& read) {
+  read = 0;
+  // An offset beyond what off_t can name lies behind the end of any file.
+  if (offset > static_cast<std::uint64_t>(INT64_MAX)) return {};
+  auto* next = static_cast<char*>(data);
+  while (read < bytes) {
+    const ssize_t count =
+        ::pread(descriptor(handle), next + read, bytes - read, static_cast<off_t>(offset + read));
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      return failure(errno);
+    }
+    if (count == 0) break;
+    read += static_cast<std::uint32_t>(count);
+  }
+  return {};
+}
+
+File_result file_size(std::intptr_t handle, std::uint64_t& size) {
+  struct stat information{};
+  if (::fstat(descriptor(handle), &information) != 0) return failure(errno);
+  size = static_cast<std::uint64_t>(information.st_size);
+  return {};
+}
+
+void file_close(std::intptr_t handle) noexcept { ::close(descriptor(handle)); }
+
+char16_t path_separator() noexcept { return u'/'; }
+
+}  // namespace nev::platform
