@@ -15,7 +15,7 @@
 //   little-endian;
 // - key names are at most 255 units, value names at most 16,383.
 // Several processes may read and write one hive at once; each write is one
-// transaction.
+// transaction; nev_apply_reg_changes makes several changes one transaction.
 //
 // Paths are built by plain concatenation: `key` and a non-empty `subkey` are
 // joined by one backslash. Every function that takes a status clears it first
@@ -134,6 +134,27 @@ NEV_EXPORT void nev_enum_reg_values(Nev_hkey root, const std::u16string& key, st
 // Deletes one value. A missing value fails.
 NEV_EXPORT void nev_delete_reg_value(Nev_hkey root, const std::u16string& key, const std::u16string& value_name,
                                      Nev_status& status);
+
+// ---- several changes as one transaction -------------------------------------
+
+// One step of nev_apply_reg_changes.
+struct Nev_reg_change {
+  enum Kind : std::uint8_t {
+    CREATE_KEY,    // creates `key` and the keys on its way
+    DELETE_TREE,   // deletes `key` with everything below it
+    SET_VALUE,     // writes `value` (name, type, data), creating `key`
+    DELETE_VALUE,  // deletes the value named `value.name`
+  };
+  Kind kind = CREATE_KEY;
+  Nev_hkey root = nullptr;
+  std::u16string key;
+  Nev_reg_value value;
+};
+
+// Applies `changes` in order as one transaction: either every change is
+// made or none is. All roots must lie in one hive (one machine). Deleting a
+// key or value that does not exist is no failure here.
+NEV_EXPORT void nev_apply_reg_changes(const std::vector<Nev_reg_change>& changes, Nev_status& status);
 
 // ---- reading all values of a key with caller-sized buffers ---------------------
 // These follow the Windows calls RegOpenKeyExW, RegEnumValueW and RegCloseKey

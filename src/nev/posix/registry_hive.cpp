@@ -1,0 +1,601 @@
+// The SQLite side of a hive: connection, schema, statements, transactions
+// and the read cache. See registry_hive.h for the layout of the file.
+#include "nev/posix/registry_hive.h"
+
+#include <pthread.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <map>
+#include <thread>
+
+#include "nev/codes.h"
+#include "nev/registry_names.h"
+#include "nev/strings.h"
+
+namespace nev::detail {
+
+namespace {
+
+// The format this code writes and reads; kept in PRAGMA user_version.
+constexpr int HIVE_FORMAT = 1;
+// How long one statement waits for a lock held by another process.
+constexpr int BUSY_TIMEOUT_MS = 5000;
+// How often a transaction that still found the hive busy is tried again.
+constexpr int BUSY_ATTEMPTS = 12;
+// Above this many cached keys the cache starts afresh.
+constexpr std::size_t CACHE_LIMIT = 4096;
+
+// A failure of SQLite or of the file system, raised inside a transaction and
+// turned into a status where the transaction ends.
+struct Hive_error {
+  int code;
+  std::string reason;
+};
+
+bool is_busy(int code) {
+  const int primary = code & 0xFF;
+  return primary == SQLITE_BUSY || primary == SQLITE_LOCKED;
+}
+
+[[noreturn]] void fail(sqlite3* db, int code) {
+  throw Hive_error{code, db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code)};
+}
+
+// Bumped in every child after fork(): a connection opened in an earlier
+// generation belongs to the parent and must not be used.
+std::atomic<unsigned> fork_generation{0};
+
+// Names as bytes: UTF-16LE as stored, and the folded form big-endian so that
+// byte order is unit order.
+std::string little_endian_bytes(const std::u16string& text) {
+  std::string bytes(text.size() * 2, '\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    bytes[2 * i] = static_cast<char>(text[i] & 0xFF);
+    bytes[2 * i + 1] = static_cast<char>(text[i] >> 8);
+  }
+  return bytes;
+}
+
+std::string folded_bytes(const std::u16string& name) {
+  std::string bytes(name.size() * 2, '\0');
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    const char16_t unit = nev_to_upper(name[i]);
+    bytes[2 * i] = static_cast<char>(unit >> 8);
+    bytes[2 * i + 1] = static_cast<char>(unit & 0xFF);
+  }
+  return bytes;
+}
+
+std::u16string from_little_endian(const void* data, int size) {
+  const auto* bytes = static_cast<const unsigned char*>(data);
+  std::u16string text(static_cast<std::size_t>(size) / 2, u'\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    text[i] = static_cast<char16_t>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
+  }
+  return text;
+}
+
+// The cache key of `path` below `base`: the id as four units, then the
+// folded names joined by one backslash.
+std::u16string cache_key(Key_id base, const std::u16string& path) {
+  std::u16string key;
+  key.reserve(4 + path.size());
+  for (int shift = 48; shift >= 0; shift -= 16) key += static_cast<char16_t>((base >> shift) & 0xFFFF);
+  bool pending_separator = false;
+  for (const char16_t unit : path) {
+    if (unit == u'\\') {
+      pending_separator = key.size() > 4;
+      continue;
+    }
+    if (pending_separator) key += u'\\';
+    pending_separator = false;
+    key += nev_to_upper(unit);
+  }
+  return key;
+}
+
+void make_parent_folders(const std::string& path) {
+  for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    const std::string folder = path.substr(0, slash);
+    if (::mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+      throw Hive_error{SQLITE_CANTOPEN, "the folder " + folder + " could not be created: " + std::strerror(errno)};
+    }
+  }
+}
+
+// One prepared statement, finalised with its owner.
+class Statement {
+ public:
+  Statement(sqlite3* db, const char* sql) : m_db(db) {
+    const int code = sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &m_statement, nullptr);
+    if (code != SQLITE_OK) fail(db, code);
+  }
+  ~Statement() { sqlite3_finalize(m_statement); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  sqlite3_stmt* get() const noexcept { return m_statement; }
+  sqlite3* db() const noexcept { return m_db; }
+
+ private:
+  sqlite3* m_db;
+  sqlite3_stmt* m_statement = nullptr;
+};
+
+// One use of a statement: bindings, steps, and the reset on every way out.
+class Use {
+ public:
+  explicit Use(const Statement& statement) : m_statement(statement.get()), m_db(statement.db()) {}
+  ~Use() {
+    sqlite3_reset(m_statement);
+    sqlite3_clear_bindings(m_statement);
+  }
+  Use(const Use&) = delete;
+  Use& operator=(const Use&) = delete;
+
+  Use& bind(int index, std::int64_t number) {
+    check(sqlite3_bind_int64(m_statement, index, number));
+    return *this;
+  }
+  // Binds bytes; empty data is bound as a zero-length blob, never as NULL.
+  Use& bind(int index, const void* data, std::size_t size) {
+    static const char nothing = 0;
+    check(sqlite3_bind_blob(m_statement, index, size != 0 ? data : &nothing, static_cast<int>(size),
+                            SQLITE_TRANSIENT));
+    return *this;
+  }
+  Use& bind(int index, const std::string& bytes) { return bind(index, bytes.data(), bytes.size()); }
+
+  // True while a row is there.
+  bool step() {
+    const int code = sqlite3_step(m_statement);
+    if (code == SQLITE_ROW) return true;
+    if (code == SQLITE_DONE) return false;
+    fail(m_db, code);
+  }
+  void run() {
+    while (step()) {
+    }
+  }
+
+  std::int64_t integer(int column) const { return sqlite3_column_int64(m_statement, column); }
+  std::u16string text(int column) const {
+    return from_little_endian(sqlite3_column_blob(m_statement, column), sqlite3_column_bytes(m_statement, column));
+  }
+  std::vector<std::uint8_t> bytes(int column) const {
+    const auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(m_statement, column));
+    return data != nullptr ? std::vector<std::uint8_t>(data, data + sqlite3_column_bytes(m_statement, column))
+                           : std::vector<std::uint8_t>();
+  }
+
+ private:
+  void check(int code) {
+    if (code != SQLITE_OK) fail(m_db, code);
+  }
+
+  sqlite3_stmt* m_statement;
+  sqlite3* m_db;
+};
+
+void execute(sqlite3* db, const char* sql) {
+  char* message = nullptr;
+  const int code = sqlite3_exec(db, sql, nullptr, nullptr, &message);
+  if (code != SQLITE_OK) {
+    Hive_error error{code, message != nullptr ? message : sqlite3_errstr(code)};
+    sqlite3_free(message);
+    throw error;
+  }
+}
+
+const char* const SCHEMA =
+    "CREATE TABLE IF NOT EXISTS reg_key("
+    "  id INTEGER PRIMARY KEY,"
+    "  parent INTEGER NOT NULL,"
+    "  name BLOB NOT NULL,"
+    "  fold BLOB NOT NULL);"
+    "CREATE UNIQUE INDEX IF NOT EXISTS reg_key_by_parent ON reg_key(parent, fold);"
+    "CREATE TABLE IF NOT EXISTS reg_value("
+    "  key INTEGER NOT NULL,"
+    "  fold BLOB NOT NULL,"
+    "  seq INTEGER NOT NULL,"
+    "  name BLOB NOT NULL,"
+    "  type INTEGER NOT NULL,"
+    "  data BLOB NOT NULL,"
+    "  PRIMARY KEY(key, fold)) WITHOUT ROWID;"
+    "CREATE INDEX IF NOT EXISTS reg_value_by_seq ON reg_value(key, seq);";
+
+// The subtree of ?1, the key itself included.
+#define NEV_SUBTREE \
+  "WITH RECURSIVE subtree(id) AS (SELECT ?1 UNION ALL " \
+  "SELECT reg_key.id FROM reg_key JOIN subtree ON reg_key.parent = subtree.id) "
+
+// Every hive of the process by file path. Hives are never destroyed before
+// the process ends, so a handle may hold a plain reference to one.
+struct Hive_table {
+  std::mutex mutex;
+  std::map<std::string, std::shared_ptr<Hive>> hives;
+
+  // Closes every connection at process end so that SQLite folds the WAL
+  // back into the hive file.
+  ~Hive_table() {
+    std::lock_guard<std::mutex> lock(mutex);
+    for (auto& entry : hives) entry.second->close();
+  }
+};
+
+Hive_table& hive_table() {
+  static Hive_table table;
+  return table;
+}
+
+// fork() keeps the locks of the thread that forks and makes every connection
+// of the parent unusable in the child: all hive locks are taken around the
+// fork, and the child forgets the parent's connections.
+void before_fork() {
+  Hive_table& table = hive_table();
+  table.mutex.lock();
+  for (auto& entry : table.hives) entry.second->mutex().lock();
+}
+
+void after_fork_in_parent() {
+  Hive_table& table = hive_table();
+  for (auto& entry : table.hives) entry.second->mutex().unlock();
+  table.mutex.unlock();
+}
+
+void after_fork_in_child() {
+  fork_generation.fetch_add(1);
+  Hive_table& table = hive_table();
+  for (auto& entry : table.hives) {
+    entry.second->forget_connection();
+    entry.second->mutex().unlock();
+  }
+  table.mutex.unlock();
+}
+
+}  // namespace
+
+// ---- statements --------------------------------------------------------------
+
+struct Hive::Statements {
+  explicit Statements(sqlite3* db)
+      : begin(db, "BEGIN"),
+        begin_immediate(db, "BEGIN IMMEDIATE"),
+        commit(db, "COMMIT"),
+        rollback(db, "ROLLBACK"),
+        data_version(db, "PRAGMA data_version"),
+        find_child(db, "SELECT id FROM reg_key WHERE parent = ?1 AND fold = ?2"),
+        children(db, "SELECT name FROM reg_key WHERE parent = ?1 ORDER BY fold"),
+        insert_key(db, "INSERT INTO reg_key(parent, name, fold) VALUES (?1, ?2, ?3)"),
+        values(db, "SELECT name, type, data FROM reg_value WHERE key = ?1 ORDER BY seq"),
+        put_value(db,
+                  "INSERT INTO reg_value(key, fold, seq, name, type, data) VALUES (?1, ?2, "
+                  "(SELECT ifnull(max(seq), 0) + 1 FROM reg_value WHERE key = ?1), ?3, ?4, ?5) "
+                  "ON CONFLICT(key, fold) DO UPDATE SET type = excluded.type, data = excluded.data"),
+        delete_value(db, "DELETE FROM reg_value WHERE key = ?1 AND fold = ?2"),
+        delete_tree_values(db, NEV_SUBTREE "DELETE FROM reg_value WHERE key IN subtree"),
+        delete_tree_keys(db, NEV_SUBTREE "DELETE FROM reg_key WHERE id IN subtree") {}
+
+  Statement begin, begin_immediate, commit, rollback, data_version;
+  Statement find_child, children, insert_key, values, put_value, delete_value;
+  Statement delete_tree_values, delete_tree_keys;
+};
+
+// ---- Value_list ------------------------------------------------------------------
+
+const Nev_reg_value* Value_list::find(const std::u16string& fold) const {
+  const auto found = by_fold.find(fold);
+  return found != by_fold.end() ? &values[found->second] : nullptr;
+}
+
+// ---- Hive: life cycle --------------------------------------------------------------
+
+Hive::Hive(std::string path) : m_path(std::move(path)) {}
+
+Hive::~Hive() { close(); }
+
+std::shared_ptr<Hive> Hive::at(const std::string& path) {
+  static std::once_flag fork_handlers;
+  std::call_once(fork_handlers, [] { pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child); });
+  Hive_table& table = hive_table();
+  std::lock_guard<std::mutex> lock(table.mutex);
+  std::shared_ptr<Hive>& hive = table.hives[path];
+  if (!hive) hive = std::make_shared<Hive>(path);
+  return hive;
+}
+
+void Hive::close() {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  drop_cache();
+  m_statements.reset();
+  if (m_db != nullptr) sqlite3_close_v2(m_db);
+  m_db = nullptr;
+  m_in_transaction = false;
+}
+
+void Hive::forget_connection() noexcept {
+  // The parent's connection and statements are left as they are: closing them
+  // here could disturb the parent's locks on the file.
+  (void)m_statements.release();
+  m_db = nullptr;
+  m_in_transaction = false;
+  drop_cache();
+}
+
+bool Hive::open(bool create) {
+  if (m_db != nullptr && m_generation == fork_generation.load()) return true;
+  if (m_db != nullptr) forget_connection();
+  if (!create) {
+    struct stat info {};
+    if (::stat(m_path.c_str(), &info) != 0) return false;
+  } else {
+    make_parent_folders(m_path);
+  }
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
+  sqlite3* db = nullptr;
+  const int code = sqlite3_open_v2(m_path.c_str(), &db, flags, nullptr);
+  if (code != SQLITE_OK) {
+    Hive_error error{code, db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code)};
+    sqlite3_close_v2(db);
+    throw error;
+  }
+  m_db = db;
+  m_generation = fork_generation.load();
+  m_data_version = -1;
+  sqlite3_busy_timeout(db, BUSY_TIMEOUT_MS);
+  try {
+    execute(db, "PRAGMA journal_mode = WAL");
+    // With WAL, NORMAL loses no committed transaction when a process dies;
+    // only a power failure may lose the last ones, as on Windows, whose
+    // registry also writes lazily.
+    execute(db, "PRAGMA synchronous = NORMAL");
+    prepare_schema(create);
+  } catch (...) {
+    m_statements.reset();
+    sqlite3_close_v2(m_db);
+    m_db = nullptr;
+    throw;
+  }
+  return m_db != nullptr;
+}
+
+void Hive::prepare_schema(bool create) {
+  int format = 0;
+  {
+    Statement version(m_db, "PRAGMA user_version");
+    Use use(version);
+    if (use.step()) format = static_cast<int>(use.integer(0));
+  }
+  if (format > HIVE_FORMAT) {
+    throw Hive_error{SQLITE_ERROR, "the hive has format " + std::to_string(format) + ", newer than format " +
+                                       std::to_string(HIVE_FORMAT) + " that this library reads"};
+  }
+  if (format == 0) {
+    if (!create) {
+      // Still being set up by its creator: it reads as empty until then.
+      sqlite3_close_v2(m_db);
+      m_db = nullptr;
+      return;
+    }
+    execute(m_db, "BEGIN IMMEDIATE");
+    try {
+      execute(m_db, SCHEMA);
+      Statement insert(m_db, "INSERT OR IGNORE INTO reg_key(id, parent, name, fold) VALUES (?1, 0, ?2, ?3)");
+      for (int index = 0; index < REG_ROOT_COUNT; ++index) {
+        Use use(insert);
+        use.bind(1, root_key_id(index))
+            .bind(2, little_endian_bytes(reg_root_name(index)))
+            .bind(3, folded_bytes(reg_root_name(index)))
+            .run();
+      }
+      execute(m_db, ("PRAGMA user_version = " + std::to_string(HIVE_FORMAT)).c_str());
+      execute(m_db, "COMMIT");
+    } catch (...) {
+      sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+      throw;
+    }
+  }
+  m_statements = std::make_unique<Statements>(m_db);
+}
+
+// ---- Hive: transactions ---------------------------------------------------------------
+
+bool Hive::read(Hive_body body, Nev_status& status) { return run(false, body, status); }
+
+bool Hive::write(Hive_body body, Nev_status& status) { return run(true, body, status); }
+
+bool Hive::run(bool writing, Hive_body body, Nev_status& status) {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  for (int attempt = 1;; ++attempt) {
+    try {
+      run_once(writing, body, status);
+      return true;
+    } catch (const Hive_error& error) {
+      end_transaction(false);
+      drop_cache();
+      if (is_busy(error.code) && attempt < BUSY_ATTEMPTS) {
+        status.clear();
+        std::this_thread::sleep_for(std::chrono::milliseconds(attempt * 10));
+        continue;
+      }
+      status.assign(NEV_E_REG_HIVE, Nev_wstring_status_arg(nev_from_utf8(m_path)),
+                    Nev_wstring_status_arg(nev_from_utf8(error.reason)));
+      return false;
+    } catch (...) {
+      end_transaction(false);
+      drop_cache();
+      throw;
+    }
+  }
+}
+
+void Hive::run_once(bool writing, Hive_body body, Nev_status& status) {
+  m_writing = writing;
+  if (!open(writing)) {
+    body();  // no hive file yet: everything reads as missing
+    return;
+  }
+  if (writing) {
+    Use(m_statements->begin_immediate).run();
+    m_in_transaction = true;
+  }
+  validate_cache();
+  body();
+  if (m_in_transaction) {
+    const bool commit = !writing || status.ok();
+    if (commit) {
+      Use(m_statements->commit).run();
+      m_in_transaction = false;
+    } else {
+      end_transaction(false);
+    }
+  }
+  // This connection's own commits do not move data_version.
+  if (writing) drop_cache();
+}
+
+void Hive::begin_read_if_needed() {
+  if (m_in_transaction) return;
+  Use(m_statements->begin).run();
+  m_in_transaction = true;
+}
+
+void Hive::end_transaction(bool commit) noexcept {
+  if (!m_in_transaction || m_db == nullptr) return;
+  m_in_transaction = false;
+  sqlite3_exec(m_db, commit ? "COMMIT" : "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+// ---- Hive: cache --------------------------------------------------------------------
+
+void Hive::validate_cache() {
+  Use use(m_statements->data_version);
+  const std::int64_t version = use.step() ? use.integer(0) : -1;
+  if (version != m_data_version || m_key_cache.size() + m_value_cache.size() > CACHE_LIMIT) {
+    drop_cache();
+    m_data_version = version;
+  }
+}
+
+void Hive::drop_cache() noexcept {
+  m_key_cache.clear();
+  m_value_cache.clear();
+  m_subkey_cache.clear();
+}
+
+// ---- Hive: reading ---------------------------------------------------------------------
+
+Key_id Hive::find_child(Key_id parent, const std::u16string& name) {
+  begin_read_if_needed();
+  Use use(m_statements->find_child);
+  use.bind(1, parent).bind(2, folded_bytes(name));
+  return use.step() ? use.integer(0) : NO_KEY;
+}
+
+Key_id Hive::find_key(Key_id base, const std::u16string& path) {
+  const std::vector<std::u16string> names = reg_split_path(path);
+  if (names.empty()) return base;
+  if (m_db == nullptr) return NO_KEY;
+  const bool caching = !m_writing;
+  std::u16string key;
+  if (caching) {
+    key = cache_key(base, path);
+    const auto found = m_key_cache.find(key);
+    if (found != m_key_cache.end()) return found->second;
+  }
+  Key_id id = base;
+  for (const std::u16string& name : names) {
+    id = find_child(id, name);
+    if (id == NO_KEY) break;
+  }
+  if (caching) m_key_cache.emplace(std::move(key), id);
+  return id;
+}
+
+const Value_list& Hive::values(Key_id key) {
+  static const Value_list none;
+  if (m_db == nullptr || key == NO_KEY) return none;
+  if (!m_writing) {
+    const auto found = m_value_cache.find(key);
+    if (found != m_value_cache.end()) return found->second;
+  }
+  Value_list list;
+  begin_read_if_needed();
+  {
+    Use use(m_statements->values);
+    use.bind(1, key);
+    while (use.step()) {
+      Nev_reg_value value;
+      value.name = use.text(0);
+      value.type = static_cast<std::uint32_t>(use.integer(1));
+      value.data = use.bytes(2);
+      list.by_fold.emplace(reg_fold(value.name), list.values.size());
+      list.values.push_back(std::move(value));
+    }
+  }
+  if (m_writing) m_value_cache.clear();
+  return m_value_cache[key] = std::move(list);
+}
+
+const std::vector<std::u16string>& Hive::subkeys(Key_id key) {
+  static const std::vector<std::u16string> none;
+  if (m_db == nullptr || key == NO_KEY) return none;
+  if (!m_writing) {
+    const auto found = m_subkey_cache.find(key);
+    if (found != m_subkey_cache.end()) return found->second;
+  }
+  std::vector<std::u16string> names;
+  begin_read_if_needed();
+  {
+    Use use(m_statements->children);
+    use.bind(1, key);
+    while (use.step()) names.push_back(use.text(0));
+  }
+  if (m_writing) m_subkey_cache.clear();
+  return m_subkey_cache[key] = std::move(names);
+}
+
+// ---- Hive: writing ------------------------------------------------------------------------
+
+Key_id Hive::create_key(Key_id base, const std::u16string& path) {
+  Key_id id = base;
+  for (const std::u16string& name : reg_split_path(path)) {
+    const Key_id child = find_child(id, name);
+    if (child != NO_KEY) {
+      id = child;
+      continue;
+    }
+    Use use(m_statements->insert_key);
+    use.bind(1, id).bind(2, little_endian_bytes(name)).bind(3, folded_bytes(name)).run();
+    id = sqlite3_last_insert_rowid(m_db);
+  }
+  return id;
+}
+
+void Hive::put_value(Key_id key, const Nev_reg_value& value) {
+  Use use(m_statements->put_value);
+  use.bind(1, key)
+      .bind(2, folded_bytes(value.name))
+      .bind(3, little_endian_bytes(value.name))
+      .bind(4, static_cast<std::int64_t>(value.type))
+      .bind(5, value.data.data(), value.data.size())
+      .run();
+}
+
+bool Hive::remove_value(Key_id key, const std::u16string& name) {
+  Use use(m_statements->delete_value);
+  use.bind(1, key).bind(2, folded_bytes(name)).run();
+  return sqlite3_changes(m_db) > 0;
+}
+
+void Hive::remove_tree(Key_id key) {
+  Use(m_statements->delete_tree_values).bind(1, key).run();
+  Use(m_statements->delete_tree_keys).bind(1, key).run();
+}
+
+}  // namespace nev::detail

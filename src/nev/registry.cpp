@@ -1,0 +1,150 @@
+// The platform-neutral part of the registry: the predefined roots, paths,
+// name limits and the service parameters, which every platform's registry
+// layer shares.
+#include "nev/registry.h"
+
+#include <array>
+#include <cstdint>
+
+#include "nev/codes.h"
+#include "nev/strings.h"
+#include "nev/registry_names.h"
+
+namespace nev {
+
+namespace {
+
+// A predefined root is its Windows number sign-extended to pointer width,
+// exactly as the Windows headers define HKEY_LOCAL_MACHINE and the others.
+Nev_hkey predefined(std::uint32_t number) {
+  return reinterpret_cast<Nev_hkey>(static_cast<std::intptr_t>(static_cast<std::int32_t>(number)));
+}
+
+constexpr std::array<std::uint32_t, detail::REG_ROOT_COUNT> root_numbers = {
+    0x80000000u, 0x80000001u, 0x80000002u, 0x80000003u, 0x80000005u};
+
+std::uint32_t low_bits(Nev_hkey root) {
+  return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(root));
+}
+
+}  // namespace
+
+const Nev_hkey NEV_HKEY_CLASSES_ROOT = predefined(0x80000000u);
+const Nev_hkey NEV_HKEY_CURRENT_USER = predefined(0x80000001u);
+const Nev_hkey NEV_HKEY_LOCAL_MACHINE = predefined(0x80000002u);
+const Nev_hkey NEV_HKEY_USERS = predefined(0x80000003u);
+const Nev_hkey NEV_HKEY_CURRENT_CONFIG = predefined(0x80000005u);
+
+namespace detail {
+
+int reg_root_index(Nev_hkey root) noexcept {
+  if (!reg_is_predefined(root)) return -1;
+  const std::uint32_t number = low_bits(root);
+  for (int index = 0; index < REG_ROOT_COUNT; ++index) {
+    if (root_numbers[static_cast<std::size_t>(index)] == number) return index;
+  }
+  return -1;
+}
+
+Nev_hkey reg_root_handle(int index) noexcept {
+  return predefined(root_numbers[static_cast<std::size_t>(index)]);
+}
+
+const std::u16string& reg_root_name(int index) {
+  static const std::array<std::u16string, REG_ROOT_COUNT> names = {
+      u"HKEY_CLASSES_ROOT", u"HKEY_CURRENT_USER", u"HKEY_LOCAL_MACHINE", u"HKEY_USERS",
+      u"HKEY_CURRENT_CONFIG"};
+  return names[static_cast<std::size_t>(index)];
+}
+
+bool reg_is_predefined(Nev_hkey root) noexcept {
+  const auto bits = static_cast<std::intptr_t>(reinterpret_cast<std::uintptr_t>(root));
+  return bits >= static_cast<std::intptr_t>(static_cast<std::int32_t>(0x80000000u)) &&
+         bits <= static_cast<std::intptr_t>(static_cast<std::int32_t>(0x800000FFu));
+}
+
+std::u16string reg_handle_text(Nev_hkey root) {
+  std::u16string digits;
+  nev_itow(static_cast<std::int64_t>(low_bits(root)), digits, 16, false);
+  while (digits.size() < 8) digits.insert(digits.begin(), u'0');
+  return u"0x" + digits;
+}
+
+std::u16string reg_join_path(const std::u16string& key, const std::u16string& subkey) {
+  if (subkey.empty()) return key;
+  std::u16string path;
+  path.reserve(key.size() + 1 + subkey.size());
+  path += key;
+  path += u'\\';
+  path += subkey;
+  return path;
+}
+
+std::vector<std::u16string> reg_split_path(const std::u16string& path) {
+  std::vector<std::u16string> names;
+  std::size_t start = 0;
+  while (start <= path.size()) {
+    std::size_t end = path.find(u'\\', start);
+    if (end == std::u16string::npos) end = path.size();
+    if (end > start) names.emplace_back(path, start, end - start);
+    start = end + 1;
+  }
+  return names;
+}
+
+std::u16string reg_fold(const std::u16string& text) {
+  std::u16string folded(text.size(), u'\0');
+  for (std::size_t i = 0; i < text.size(); ++i) folded[i] = nev_to_upper(text[i]);
+  return folded;
+}
+
+namespace {
+
+bool check_length(const std::u16string& name, std::size_t limit, Nev_status& status) {
+  if (name.size() <= limit) return true;
+  status.assign(NEV_E_REG_NAME_TOO_LONG, Nev_wstring_status_arg(name),
+                Nev_uint_status_arg(static_cast<unsigned>(name.size()), true),
+                Nev_uint_status_arg(static_cast<unsigned>(limit), true));
+  return false;
+}
+
+}  // namespace
+
+bool reg_check_key_path(const std::u16string& path, Nev_status& status) {
+  status.clear();
+  std::size_t start = 0;
+  while (start <= path.size()) {
+    std::size_t end = path.find(u'\\', start);
+    if (end == std::u16string::npos) end = path.size();
+    if (end - start > REG_MAX_KEY_NAME) return check_length(path.substr(start, end - start), REG_MAX_KEY_NAME, status);
+    start = end + 1;
+  }
+  return true;
+}
+
+bool reg_check_value_name(const std::u16string& name, Nev_status& status) {
+  status.clear();
+  return check_length(name, REG_MAX_VALUE_NAME, status);
+}
+
+std::u16string reg_service_parameters_key(const std::u16string& service) {
+  return u"SYSTEM\\CurrentControlSet\\Services\\" + service + u"\\Parameters";
+}
+
+}  // namespace detail
+
+// A service's parameters live in the "Parameters" subkey of its service key,
+// beside the diagnostic settings that other parts of the toolbox keep there.
+void nev_get_reg_string_parameter(const std::u16string& service, const std::u16string& value_name,
+                                  std::u16string& value, Nev_status& status) {
+  nev_get_reg_string_value(NEV_HKEY_LOCAL_MACHINE, detail::reg_service_parameters_key(service), u"", value_name,
+                           value, status);
+}
+
+void nev_get_reg_uint_parameter(const std::u16string& service, const std::u16string& value_name,
+                                std::uint32_t& value, Nev_status& status) {
+  nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, detail::reg_service_parameters_key(service), u"", value_name,
+                         value, status);
+}
+
+}  // namespace nev
