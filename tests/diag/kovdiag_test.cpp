@@ -18,18 +18,18 @@ using diag_test::header_line;
 using diag_test::marker_line;
 using diag_test::Scratch_dir;
 
-struct Run {
+struct Tool_run {
   int status;
   std::string output;
 };
 
 // Runs kovdiag with `arguments`; standard error is joined to the output.
-Run kovdiag(const std::string& arguments) {
-  const char* build = std::getenv("KOV_BUILD_DIR");
-  const std::string program = std::string(build ? build : ".") + "/bin/kovdiag";
+Tool_run kovdiag(const std::string& arguments) {
+  // The tool is built beside the test program.
+  const std::string program = (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "kovdiag").string();
   if (!std::filesystem::exists(program)) return {-1, "kovdiag not built at " + program};
   FILE* pipe = ::popen((program + " " + arguments + " 2>&1").c_str(), "r");
-  Run run{-1, ""};
+  Tool_run run{-1, ""};
   char buffer[4096];
   for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.output.append(buffer, n);
   const int status = ::pclose(pipe);
@@ -51,17 +51,17 @@ TEST(Kovdiag, CatPrintsUtf8AndFiltersOneThread) {
     diag.write(u"main again");
   }
   const std::string mine = marker_line(nev::nev_current_thread_id());
-  const Run all = kovdiag("cat " + dir.file("c.dgn"));
+  const Tool_run all = kovdiag("cat " + dir.file("c.dgn"));
   EXPECT_EQ(all.status, 0);
   EXPECT_EQ(all.output, header_line() + "\n" + mine + "\nmain \xe2\x82\xac\n" + marker_line(other) +
                             "\nother\n" + mine + "\nmain again\n");
 
   char id[16];
   std::snprintf(id, sizeof id, "%x", nev::nev_current_thread_id());
-  const Run filtered = kovdiag("cat --thread " + std::string(id) + " " + dir.file("c.dgn"));
+  const Tool_run filtered = kovdiag("cat --thread " + std::string(id) + " " + dir.file("c.dgn"));
   EXPECT_EQ(filtered.output, "main \xe2\x82\xac\nmain again\n");
 
-  const Run missing = kovdiag("cat " + dir.file("none.dgn"));
+  const Tool_run missing = kovdiag("cat " + dir.file("none.dgn"));
   EXPECT_EQ(missing.status, 1);
   EXPECT_NE(missing.output.find("none.dgn"), std::string::npos) << missing.output;
   EXPECT_EQ(missing.output.find("0xC2"), std::string::npos) << "a readable text, not a bare code";
@@ -79,7 +79,7 @@ TEST(Kovdiag, FollowSeesGrowthAndMovesToTheNextNumberedFile) {
   diag.write(u"grown");
   diag.close();
   diag.write(u"in the next file");
-  const Run run = follower.get();
+  const Tool_run run = follower.get();
   const std::string mine = marker_line(nev::nev_current_thread_id());
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.output,
@@ -93,7 +93,7 @@ TEST(Kovdiag, FollowSeesGrowthAndMovesToTheNextNumberedFile) {
 TEST(Kovdiag, ConfigThenShow) {
   const std::string service = "kovdiag_tool_service";
   EXPECT_EQ(kovdiag("config " + service + " --level 4").status, 0);
-  Run shown = kovdiag("show " + service);
+  Tool_run shown = kovdiag("show " + service);
   EXPECT_EQ(shown.output,
             "DiagFilePath       .\nDiagFileName       default.dgn\nDiagTraceLevel     4\nDiagEnableConsole  (not set)\n");
 
@@ -113,7 +113,7 @@ TEST(Kovdiag, ConfigThenShow) {
 
   EXPECT_EQ(kovdiag("config " + service + " --level 70000").status, 2);
   EXPECT_EQ(kovdiag("config " + service + " --console maybe").status, 2);
-  const Run far = kovdiag("show " + service + " --machine nowhere");
+  const Tool_run far = kovdiag("show " + service + " --machine nowhere");
   EXPECT_EQ(far.status, 1);
   EXPECT_NE(far.output.find("nowhere"), std::string::npos) << far.output;
 }
