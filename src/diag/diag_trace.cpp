@@ -4,6 +4,7 @@
 // trace_depth times indent_step spaces, a two-unit prefix, then the text.
 // Kov_diag_main::write adds the line end and the thread markers.
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 
 #include "entry/statics.h"
@@ -20,6 +21,41 @@ namespace {
 thread_local std::uint16_t trace_depth = 0;
 
 constexpr std::size_t STAMP_LENGTH = 13;
+constexpr std::int64_t MICROS_PER_SECOND = 1000000;
+
+// The local hour, minute and second of the latest UTC second seen by any
+// thread, packed as (UTC second << 17) | (hour << 12) | (minute << 6) |
+// second; 0 when none yet. Turning the clock into local time costs the
+// platform a look at the zone settings on every call, and a line needs it
+// only once per second: within one UTC second the local offset cannot
+// change, so the cached fields plus the reading's microseconds are exactly
+// what Nev_time::now() would give.
+std::atomic<std::uint64_t> second_cache{0};
+constexpr int CACHE_SHIFT = 17;
+constexpr std::int64_t CACHE_SECONDS_LIMIT = std::int64_t{1} << 40;
+
+nev::Nev_time time_now() {
+  const std::int64_t utc = nev::nev_clock_now();
+  const std::int64_t second = utc / MICROS_PER_SECOND;
+  const int micros = static_cast<int>(utc % MICROS_PER_SECOND);
+  const bool cacheable = utc >= 0 && second < CACHE_SECONDS_LIMIT;
+  const std::uint64_t packed = second_cache.load(std::memory_order_relaxed);
+  if (cacheable && packed != 0 && static_cast<std::int64_t>(packed >> CACHE_SHIFT) == second) {
+    return nev::Nev_time(static_cast<int>((packed >> 12) & 0x1F), static_cast<int>((packed >> 6) & 0x3F),
+                         static_cast<int>(packed & 0x3F), micros);
+  }
+  const nev::Nev_time fresh = nev::Nev_time::now();
+  // The second reading is later than the first; when its microseconds are
+  // not smaller, both lie in the same UTC second and the fields may be kept.
+  if (cacheable && fresh.microseconds() >= micros) {
+    second_cache.store((static_cast<std::uint64_t>(second) << CACHE_SHIFT) |
+                           (static_cast<std::uint64_t>(fresh.hours()) << 12) |
+                           (static_cast<std::uint64_t>(fresh.minutes()) << 6) |
+                           static_cast<std::uint64_t>(fresh.seconds()),
+                       std::memory_order_relaxed);
+  }
+  return fresh;
+}
 constexpr std::size_t DUMP_ROW_BYTES = 16;
 constexpr char16_t HEX_DIGITS[] = u"0123456789abcdef";
 
@@ -104,7 +140,7 @@ void Kov_diag_trace::dump(const char16_t* text, const std::uint8_t* bytes, std::
 }
 
 void Kov_diag_trace::write(const char16_t* prefix, const char16_t* text) {
-  const nev::Nev_time now = nev::Nev_time::now();
+  const nev::Nev_time now = time_now();
   const std::size_t indent = static_cast<std::size_t>(trace_depth) * detail::indent_step;
   const std::size_t text_length = nev::nev_wcslen(text);
   std::u16string line;

@@ -121,12 +121,14 @@ TEST_F(Traced, EnablementIsFixedAtEntry) {
     diag.level(0);                            // closes the file
     on.trace(u"still writing");
   }
-  EXPECT_EQ(lines(), (std::vector<std::string>{"[10:15:30:25]  > on"}));
-  // The lines after level(0) went to a fresh file (same name): header, marker, lines.
-  const auto all = read_lines(dir.file("trace.dgn"));
-  ASSERT_EQ(all.size(), 7u);
-  EXPECT_EQ(all[5], "[10:15:30:25]    still writing");
-  EXPECT_EQ(all[6], "[10:15:30:25]  < on");
+  // The lines after level(0) went to a fresh opening of the same name:
+  // header (today by the same clock), marker, lines.
+  const auto written = lines();
+  ASSERT_EQ(written.size(), 5u);
+  EXPECT_EQ(written[0], "[10:15:30:25]  > on");
+  EXPECT_EQ(written[1], "**** Diagnostic file created: Monday 01 January 2024 ****");
+  EXPECT_EQ(written[3], "[10:15:30:25]    still writing");
+  EXPECT_EQ(written[4], "[10:15:30:25]  < on");
 }
 
 TEST_F(Traced, MessagesAreFormattedAndBounded) {
@@ -203,6 +205,33 @@ TEST_F(Traced, ExitLineStandsWithEntryOnEachThread) {
   std::vector<std::string> twice = expected;
   twice.insert(twice.end(), expected.begin(), expected.end());
   EXPECT_EQ(without_markers, twice);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(DiagTraceStamp, LocalTimeOfDayAcrossSeconds) {
+  ::setenv("TZ", "XYZ-05:30", 1);  // UTC+5:30, no zone files needed
+  ::tzset();
+  nev::nev_set_clock(&fixed_clock);
+  Scratch_dir dir;
+  kov::Kov_diag_main diag;
+  diag.reset(dir.wpath(), u"z.dgn", 1);
+  {
+    kov::Kov_diag_trace scope(u"z", 1, diag);
+    const std::int64_t steps[] = {120000, 130000, 1990000, 2000000, -5000000};
+    for (std::int64_t micros : steps) {
+      fixed_micros = micros;
+      scope.trace(u"m");
+    }
+  }
+  nev::nev_set_clock(nullptr);
+  const auto lines = read_lines(dir.file("z.dgn"));
+  ASSERT_EQ(lines.size(), 2 + 7u);
+  const char* const expected[] = {"[15:45:30:12]    m", "[15:45:30:13]    m", "[15:45:31:99]    m",
+                                  "[15:45:32:00]    m", "[15:45:25:00]    m"};
+  for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(lines[3 + i], expected[i]);
 }
 
 }  // namespace
