@@ -22,10 +22,15 @@ using diag_test::Scratch_dir;
 
 const std::u16string SERVICES = u"SYSTEM\\CurrentControlSet\\Services\\";
 
-// A service name of this test alone: the tests of this program share a hive.
+// A service name of this test alone, with no key left from an earlier run:
+// the tests of this program share a hive that outlives them.
 std::u16string unique_service(const char* stem) {
   const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-  return diag_test::widen(std::string(stem) + "_" + info->test_suite_name() + "_" + info->name());
+  const std::u16string service =
+      diag_test::widen(std::string(stem) + "_" + info->test_suite_name() + "_" + info->name());
+  nev::Nev_status ignored;
+  nev::nev_delete_reg_tree(nev::NEV_HKEY_LOCAL_MACHINE, SERVICES + service, ignored);
+  return service;
 }
 
 void set_string(const std::u16string& service, const std::u16string& value_name, const std::u16string& value) {

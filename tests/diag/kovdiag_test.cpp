@@ -10,6 +10,7 @@
 
 #include "diag_test_support.h"
 #include "kov/diag.h"
+#include "nev/registry.h"
 #include "nev/system.h"
 
 namespace {
@@ -92,6 +93,9 @@ TEST(Kovdiag, FollowSeesGrowthAndMovesToTheNextNumberedFile) {
 
 TEST(Kovdiag, ConfigThenShow) {
   const std::string service = "kovdiag_tool_service";
+  nev::Nev_status status;
+  nev::nev_delete_reg_tree(nev::NEV_HKEY_LOCAL_MACHINE, u"SYSTEM\\CurrentControlSet\\Services\\kovdiag_tool_service",
+                           status);
   EXPECT_EQ(kovdiag("config " + service + " --level 4").status, 0);
   Tool_run shown = kovdiag("show " + service);
   EXPECT_EQ(shown.output,
@@ -105,7 +109,6 @@ TEST(Kovdiag, ConfigThenShow) {
   // What the tool wrote is what the library reads.
   std::u16string path, name;
   std::uint16_t level = 0;
-  nev::Nev_status status;
   kov::Kov_diag_global::get_service_parameters(u"", diag_test::widen(service), path, name, level, status);
   EXPECT_TRUE(status.ok());
   EXPECT_EQ(path, u"/var/x");
