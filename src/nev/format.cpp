@@ -2,7 +2,7 @@
 //
 // The format is parsed here, one conversion at a time. Text conversions
 // ("%s", "%c") are done here on 16-bit units. Each numeric conversion is
-// rebuilt as a narrow conversion spec of its own, with "*" already resolved
+// rebuilt as a narrow conversion directive of its own, with "*" already resolved
 // to numbers, and handed to the C library's snprintf together with the one
 // argument it takes; the narrow result (plain ASCII in the C locale) is
 // widened unit by unit. So every numeric detail (rounding, "%a", "#", the
@@ -58,10 +58,14 @@ class Output {
 
 enum class Length { NONE, HH, H, L, LL, J, Z, T, BIG_L };
 
-// One parsed conversion spec.
-struct Spec {
-  std::string flags;  // any of "-+ #0", as written
+// One parsed conversion directive.
+struct Directive {
+  // The flags "-+ #0", each at most once (a repeated flag means nothing more).
   bool left = false;
+  bool plus = false;
+  bool space = false;
+  bool alternate = false;
+  bool zero = false;
   int width = -1;      // -1: none
   int precision = -1;  // -1: none
   Length length = Length::NONE;
@@ -119,79 +123,109 @@ const char* length_text(Length length) {
   return "";
 }
 
-// Parses the spec behind a "%" (p points behind it), resolving "*" from
-// `args`. False for a malformed spec.
-bool parse_spec(const char16_t*& p, std::va_list& args, Spec& spec) {
+// Parses the directive behind a "%" (p points behind it), resolving "*" from
+// `args`. False for a malformed directive.
+bool parse_directive(const char16_t*& p, std::va_list& args, Directive& directive) {
   for (;; ++p) {
-    if (*p == u'-') spec.left = true;
-    else if (*p != u'+' && *p != u' ' && *p != u'#' && *p != u'0') break;
-    spec.flags += static_cast<char>(*p);
+    if (*p == u'-') directive.left = true;
+    else if (*p == u'+') directive.plus = true;
+    else if (*p == u' ') directive.space = true;
+    else if (*p == u'#') directive.alternate = true;
+    else if (*p == u'0') directive.zero = true;
+    else break;
   }
   if (*p == u'*') {
     ++p;
     const int width = va_arg(args, int);
     if (width < 0) {
       if (width == std::numeric_limits<int>::min()) return false;
-      spec.left = true;
-      spec.flags += '-';
-      spec.width = -width;
+      directive.left = true;
+      directive.width = -width;
     } else {
-      spec.width = width;
+      directive.width = width;
     }
   } else if (nev_iswdigit(*p)) {
-    if (!read_number(p, spec.width)) return false;
+    if (!read_number(p, directive.width)) return false;
   }
   if (*p == u'.') {
     ++p;
     if (*p == u'*') {
       ++p;
       const int precision = va_arg(args, int);
-      spec.precision = precision < 0 ? -1 : precision;  // negative: as if none was given
+      directive.precision = precision < 0 ? -1 : precision;  // negative: as if none was given
     } else {
-      spec.precision = 0;
-      if (!read_number(p, spec.precision)) return false;
+      directive.precision = 0;
+      if (!read_number(p, directive.precision)) return false;
     }
   }
-  spec.length = read_length(p);
-  spec.conversion = *p;
-  if (spec.conversion == 0) return false;
+  directive.length = read_length(p);
+  directive.conversion = *p;
+  if (directive.conversion == 0) return false;
   ++p;
   return true;
 }
 
-void pad_and_put(Output& out, const Spec& spec, const char16_t* text, std::size_t size) {
-  const std::size_t width = spec.width > 0 ? static_cast<std::size_t>(spec.width) : 0;
+void pad_and_put(Output& out, const Directive& directive, const char16_t* text, std::size_t size) {
+  const std::size_t width = directive.width > 0 ? static_cast<std::size_t>(directive.width) : 0;
   const std::size_t padding = width > size ? width - size : 0;
-  if (!spec.left) out.put(u' ', padding);
+  if (!directive.left) out.put(u' ', padding);
   for (std::size_t i = 0; i < size && !out.cut(); ++i) out.put(text[i]);
-  if (spec.left) out.put(u' ', padding);
+  if (directive.left) out.put(u' ', padding);
 }
 
-void put_text(Output& out, const Spec& spec, const char16_t* text) {
+void put_text(Output& out, const Directive& directive, const char16_t* text) {
   if (text == nullptr) text = u"(null)";
   // With a precision, never look beyond the units that may be printed: the
   // text need not be NUL-terminated within them.
   std::size_t size = 0;
-  const std::size_t limit = spec.precision >= 0 ? static_cast<std::size_t>(spec.precision) : SIZE_MAX;
+  const std::size_t limit = directive.precision >= 0 ? static_cast<std::size_t>(directive.precision) : SIZE_MAX;
   while (size < limit && text[size] != 0) ++size;
-  pad_and_put(out, spec, text, size);
+  pad_and_put(out, directive, text, size);
 }
 
-std::string narrow_spec(const Spec& spec) {
-  std::string text = "%" + spec.flags;
-  if (spec.width >= 0) text += std::to_string(spec.width);
-  if (spec.precision >= 0) text += "." + std::to_string(spec.precision);
-  text += length_text(spec.length);
-  text += static_cast<char>(spec.conversion);
-  return text;
-}
+// The narrow conversion directive for snprintf, with "*" resolved.
+struct Narrow_directive {
+  // "%", five flags, two numbers of up to ten digits, ".", two length
+  // letters, the conversion and the NUL.
+  char text[40];
+
+  explicit Narrow_directive(const Directive& directive) {
+    char* p = text;
+    *p++ = '%';
+    if (directive.left) *p++ = '-';
+    if (directive.plus) *p++ = '+';
+    if (directive.space) *p++ = ' ';
+    if (directive.alternate) *p++ = '#';
+    if (directive.zero) *p++ = '0';
+    if (directive.width >= 0) p = put_decimal(p, directive.width);
+    if (directive.precision >= 0) {
+      *p++ = '.';
+      p = put_decimal(p, directive.precision);
+    }
+    for (const char* length = length_text(directive.length); *length != 0;) *p++ = *length++;
+    *p++ = static_cast<char>(directive.conversion);
+    *p = 0;
+  }
+
+ private:
+  static char* put_decimal(char* p, int value) {
+    char digits[12];
+    int count = 0;
+    do {
+      digits[count++] = static_cast<char>('0' + value % 10);
+      value /= 10;
+    } while (value != 0);
+    while (count != 0) *p++ = digits[--count];
+    return p;
+  }
+};
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
 template <class T>
-int narrow_length(const Spec& spec, T value) {
-  return std::snprintf(nullptr, 0, narrow_spec(spec).c_str(), value);
+int narrow_length(const Directive& directive, T value) {
+  return std::snprintf(nullptr, 0, Narrow_directive(directive).text, value);
 }
 
 // The C library produces every unit of a padded or very precise conversion,
@@ -205,25 +239,24 @@ int narrow_length(const Spec& spec, T value) {
 //   and the width shrinks by the same amount to keep the padding;
 // - a width that pads more than `room` units is lowered to pad `room` + 1.
 template <class T>
-bool bound_spec(Spec& spec, std::size_t room, T value) {
+bool bound_directive(Directive& directive, std::size_t room, T value) {
   constexpr std::size_t EXACT_DIGITS = 17000;
   const std::size_t budget = std::min<std::size_t>(room, 1u << 28);
   const std::size_t cap = budget + EXACT_DIGITS;
-  if (spec.precision >= 0 && static_cast<std::size_t>(spec.precision) > cap) {
-    const int removed = spec.precision - static_cast<int>(cap);
-    spec.precision = static_cast<int>(cap);
+  if (directive.precision >= 0 && static_cast<std::size_t>(directive.precision) > cap) {
+    const int removed = directive.precision - static_cast<int>(cap);
+    directive.precision = static_cast<int>(cap);
     // "%g" without "#" drops trailing zeros: its text does not shrink.
-    const bool strips_zeros = (spec.conversion == u'g' || spec.conversion == u'G') &&
-                              spec.flags.find('#') == std::string::npos;
-    if (!strips_zeros && spec.width > 0) spec.width = spec.width > removed ? spec.width - removed : 0;
+    const bool strips_zeros = (directive.conversion == u'g' || directive.conversion == u'G') && !directive.alternate;
+    if (!strips_zeros && directive.width > 0) directive.width = directive.width > removed ? directive.width - removed : 0;
   }
-  if (spec.width > 0 && static_cast<std::size_t>(spec.width) > budget) {
-    Spec bare = spec;
+  if (directive.width > 0 && static_cast<std::size_t>(directive.width) > budget) {
+    Directive bare = directive;
     bare.width = -1;
     const int body = narrow_length(bare, value);
     if (body < 0) return false;
     const std::size_t widest = static_cast<std::size_t>(body) + budget + 1;
-    if (static_cast<std::size_t>(spec.width) > widest) spec.width = static_cast<int>(widest);
+    if (static_cast<std::size_t>(directive.width) > widest) directive.width = static_cast<int>(widest);
   }
   return true;
 }
@@ -231,11 +264,11 @@ bool bound_spec(Spec& spec, std::size_t room, T value) {
 // Formats one value with the C library and widens the result into `out`.
 // False when the C library refuses it.
 template <class T>
-bool put_number(Output& out, Spec spec, T value) {
-  if (!bound_spec(spec, out.room(), value)) return false;
-  const std::string format = narrow_spec(spec);
+bool put_number(Output& out, Directive directive, T value) {
+  if (!bound_directive(directive, out.room(), value)) return false;
+  const Narrow_directive format(directive);
   char small[128];
-  const int needed = std::snprintf(small, sizeof(small), format.c_str(), value);
+  const int needed = std::snprintf(small, sizeof(small), format.text, value);
   if (needed < 0) return false;
   std::string large;
   const char* text = small;
@@ -244,7 +277,7 @@ bool put_number(Output& out, Spec spec, T value) {
     // would be cut anyway.
     const std::size_t keep = std::min(static_cast<std::size_t>(needed), out.room() + 1);
     large.resize(keep + 1);
-    std::snprintf(large.data(), large.size(), format.c_str(), value);
+    std::snprintf(large.data(), large.size(), format.text, value);
     text = large.data();
     if (keep < static_cast<std::size_t>(needed)) {
       for (std::size_t i = 0; i < keep; ++i) out.put(static_cast<char16_t>(static_cast<unsigned char>(text[i])));
@@ -258,70 +291,70 @@ bool put_number(Output& out, Spec spec, T value) {
 
 #pragma GCC diagnostic pop
 
-bool put_signed(Output& out, const Spec& spec, std::va_list& args) {
-  switch (spec.length) {
+bool put_signed(Output& out, const Directive& directive, std::va_list& args) {
+  switch (directive.length) {
     case Length::NONE:
     case Length::HH:
-    case Length::H: return put_number(out, spec, va_arg(args, int));
-    case Length::L: return put_number(out, spec, va_arg(args, long));
-    case Length::LL: return put_number(out, spec, va_arg(args, long long));
-    case Length::J: return put_number(out, spec, va_arg(args, std::intmax_t));
-    case Length::Z: return put_number(out, spec, va_arg(args, std::make_signed_t<std::size_t>));
-    case Length::T: return put_number(out, spec, va_arg(args, std::ptrdiff_t));
+    case Length::H: return put_number(out, directive, va_arg(args, int));
+    case Length::L: return put_number(out, directive, va_arg(args, long));
+    case Length::LL: return put_number(out, directive, va_arg(args, long long));
+    case Length::J: return put_number(out, directive, va_arg(args, std::intmax_t));
+    case Length::Z: return put_number(out, directive, va_arg(args, std::make_signed_t<std::size_t>));
+    case Length::T: return put_number(out, directive, va_arg(args, std::ptrdiff_t));
     case Length::BIG_L: break;
   }
   return false;
 }
 
-bool put_unsigned(Output& out, const Spec& spec, std::va_list& args) {
-  switch (spec.length) {
+bool put_unsigned(Output& out, const Directive& directive, std::va_list& args) {
+  switch (directive.length) {
     case Length::NONE:
     case Length::HH:
-    case Length::H: return put_number(out, spec, va_arg(args, unsigned));
-    case Length::L: return put_number(out, spec, va_arg(args, unsigned long));
-    case Length::LL: return put_number(out, spec, va_arg(args, unsigned long long));
-    case Length::J: return put_number(out, spec, va_arg(args, std::uintmax_t));
-    case Length::Z: return put_number(out, spec, va_arg(args, std::size_t));
-    case Length::T: return put_number(out, spec, va_arg(args, std::make_unsigned_t<std::ptrdiff_t>));
+    case Length::H: return put_number(out, directive, va_arg(args, unsigned));
+    case Length::L: return put_number(out, directive, va_arg(args, unsigned long));
+    case Length::LL: return put_number(out, directive, va_arg(args, unsigned long long));
+    case Length::J: return put_number(out, directive, va_arg(args, std::uintmax_t));
+    case Length::Z: return put_number(out, directive, va_arg(args, std::size_t));
+    case Length::T: return put_number(out, directive, va_arg(args, std::make_unsigned_t<std::ptrdiff_t>));
     case Length::BIG_L: break;
   }
   return false;
 }
 
-bool put_floating(Output& out, const Spec& spec, std::va_list& args) {
-  switch (spec.length) {
+bool put_floating(Output& out, const Directive& directive, std::va_list& args) {
+  switch (directive.length) {
     case Length::NONE:
-    case Length::L: return put_number(out, spec, va_arg(args, double));
-    case Length::BIG_L: return put_number(out, spec, va_arg(args, long double));
+    case Length::L: return put_number(out, directive, va_arg(args, double));
+    case Length::BIG_L: return put_number(out, directive, va_arg(args, long double));
     default: return false;
   }
 }
 
 // Does one conversion; false when it is malformed.
-bool convert(Output& out, const Spec& spec, std::va_list& args) {
-  const bool plain_length = spec.length == Length::NONE || spec.length == Length::L;
-  switch (spec.conversion) {
+bool convert(Output& out, const Directive& directive, std::va_list& args) {
+  const bool plain_length = directive.length == Length::NONE || directive.length == Length::L;
+  switch (directive.conversion) {
     case u'%':
       out.put(u'%');
       return true;
     case u's':
     case u'S':
       if (!plain_length) return false;
-      put_text(out, spec, va_arg(args, const char16_t*));
+      put_text(out, directive, va_arg(args, const char16_t*));
       return true;
     case u'c':
     case u'C': {
       if (!plain_length) return false;
       const auto unit = static_cast<char16_t>(va_arg(args, int));
-      pad_and_put(out, spec, &unit, 1);
+      pad_and_put(out, directive, &unit, 1);
       return true;
     }
     case u'd':
-    case u'i': return put_signed(out, spec, args);
+    case u'i': return put_signed(out, directive, args);
     case u'u':
     case u'o':
     case u'x':
-    case u'X': return put_unsigned(out, spec, args);
+    case u'X': return put_unsigned(out, directive, args);
     case u'e':
     case u'E':
     case u'f':
@@ -329,10 +362,10 @@ bool convert(Output& out, const Spec& spec, std::va_list& args) {
     case u'g':
     case u'G':
     case u'a':
-    case u'A': return put_floating(out, spec, args);
+    case u'A': return put_floating(out, directive, args);
     case u'p':
-      if (spec.length != Length::NONE) return false;
-      return put_number(out, spec, va_arg(args, void*));
+      if (directive.length != Length::NONE) return false;
+      return put_number(out, directive, va_arg(args, void*));
     default: return false;  // "%n" included: it would write through an argument
   }
 }
@@ -351,8 +384,8 @@ int nev_vswprintf(char16_t* buffer, std::size_t count, const char16_t* format, s
       continue;
     }
     ++p;
-    Spec spec;
-    malformed = !parse_spec(p, ap, spec) || !convert(out, spec, ap);
+    Directive directive;
+    malformed = !parse_directive(p, ap, directive) || !convert(out, directive, ap);
   }
   va_end(ap);
   if (count != 0) buffer[out.written()] = 0;

@@ -1,0 +1,130 @@
+// Environment, thread ids and the console on POSIX. The console is standard
+// output: text goes out as UTF-8, and "allocating" or "freeing" it leaves the
+// descriptors alone.
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include "nev/platform.h"
+#include "nev/strings.h"
+
+namespace nev::platform {
+
+namespace {
+
+// The console handle is the descriptor number itself; standard output is 1,
+// so a valid handle is never null.
+int console_descriptor(Nev_console console) {
+  return static_cast<int>(reinterpret_cast<std::intptr_t>(console));
+}
+
+// How many of the `count` units of `text` the first `bytes` bytes of their
+// UTF-8 form hold completely. A pair of surrogates takes 4 bytes, and a lone
+// surrogate 3 (it goes out as U+FFFD), as nev_to_utf8 writes them.
+std::uint32_t units_in_utf8_prefix(const char16_t* text, std::uint32_t count, std::size_t bytes) {
+  std::uint32_t units = 0;
+  std::size_t used = 0;
+  while (units < count) {
+    const char16_t unit = text[units];
+    const bool pair = unit >= 0xD800 && unit <= 0xDBFF && units + 1 < count && text[units + 1] >= 0xDC00 &&
+                      text[units + 1] <= 0xDFFF;
+    const std::size_t size = pair ? 4 : unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
+    if (used + size > bytes) break;
+    used += size;
+    units += pair ? 2 : 1;
+  }
+  return units;
+}
+
+// Blocks SIGPIPE in the calling thread while it lives, so that a write to a
+// pipe whose reader has gone fails with EPIPE instead of ending the process.
+// A SIGPIPE raised meanwhile is taken away again before the old mask returns,
+// so nothing of this shows outside; no process-wide handler is touched.
+class Sigpipe_guard {
+ public:
+  Sigpipe_guard() noexcept {
+    sigemptyset(&m_pipe);
+    sigaddset(&m_pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &m_pipe, &m_old_mask);
+    sigset_t pending;
+    sigpending(&pending);
+    m_was_pending = sigismember(&pending, SIGPIPE) == 1;
+  }
+  ~Sigpipe_guard() {
+    if (m_broken && !m_was_pending) {
+      const timespec no_wait{0, 0};
+      while (sigtimedwait(&m_pipe, nullptr, &no_wait) < 0 && errno == EINTR) {
+      }
+    }
+    pthread_sigmask(SIG_SETMASK, &m_old_mask, nullptr);
+  }
+  Sigpipe_guard(const Sigpipe_guard&) = delete;
+  Sigpipe_guard& operator=(const Sigpipe_guard&) = delete;
+
+  void broken_pipe() noexcept { m_broken = true; }
+
+ private:
+  sigset_t m_pipe;
+  sigset_t m_old_mask;
+  bool m_was_pending = false;
+  bool m_broken = false;
+};
+
+// Writes all of `bytes` to `fd`; returns how many got out.
+std::size_t write_all(int fd, const std::string& bytes) {
+  Sigpipe_guard guard;
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t count = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (count > 0) {
+      done += static_cast<std::size_t>(count);
+    } else if (count < 0 && errno == EINTR) {
+      continue;
+    } else {
+      // EPIPE, a full non-blocking output, a write that takes nothing: give up
+      // rather than wait for a reader that may never come back.
+      if (count < 0 && errno == EPIPE) guard.broken_pipe();
+      break;
+    }
+  }
+  return done;
+}
+
+}  // namespace
+
+bool environment_variable(const std::u16string& name, std::u16string& value) {
+  const char* text = std::getenv(nev_to_utf8(name).c_str());
+  if (text == nullptr) return false;
+  value = nev_from_utf8(text);
+  return true;
+}
+
+std::uint32_t thread_id() noexcept { return static_cast<std::uint32_t>(gettid()); }
+
+bool console_alloc() noexcept { return true; }
+
+Nev_console console_std_output() noexcept {
+  return reinterpret_cast<Nev_console>(static_cast<std::intptr_t>(STDOUT_FILENO));
+}
+
+bool console_write(Nev_console console, const char16_t* text, std::uint32_t count,
+                   std::uint32_t& written) noexcept {
+  written = 0;
+  try {
+    const std::string bytes = nev_to_utf8(std::u16string(text, count));
+    const std::size_t done = write_all(console_descriptor(console), bytes);
+    written = done == bytes.size() ? count : units_in_utf8_prefix(text, count, done);
+    return done > 0;
+  } catch (...) {
+    return false;  // no memory for the converted text
+  }
+}
+
+bool console_free() noexcept { return true; }
+
+}  // namespace nev::platform
