@@ -89,6 +89,15 @@ TEST(DiagService, FirstFailureEndsTheReading) {
   EXPECT_EQ(status.argument_count(0), 1u);
   EXPECT_EQ(status.depth(), 2u);
   EXPECT_FALSE(status.code(1) == 0) << "the lower failure stays beneath";
+
+  // A hive that cannot be written: the local write code, with the service.
+  const std::string hive = std::getenv("NEV_REGISTRY") ? std::getenv("NEV_REGISTRY") : "";
+  ::setenv("NEV_REGISTRY", "/proc/no-such-dir/hive.db", 1);
+  kov::Kov_diag_global::set_service_parameters(u"", service, u"p", u"n", 1, status);
+  hive.empty() ? ::unsetenv("NEV_REGISTRY") : ::setenv("NEV_REGISTRY", hive.c_str(), 1);
+  EXPECT_EQ(status.code(), kov::KOV_E_DIAG_WRITE);
+  EXPECT_EQ(status.argument(0, 0), service);
+  EXPECT_EQ(status.depth(), 2u);
 }
 
 // Points NEV_REGISTRY_MACHINES at `dir` and gives it a hive for `machine`.
