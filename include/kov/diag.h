@@ -87,6 +87,11 @@ class KOV_EXPORT Kov_diag_main {
   void write(const std::u16string& line);
 
  private:
+  friend class Kov_diag_trace;
+
+  // write for `count` units at `units`: lets a scope hand over a line that
+  // it built on its stack.
+  void write_units(const char16_t* units, std::size_t count);
   // Puts a text on file and console.
   void write_to_output(const std::u16string& text, nev::Nev_status& status);
   // Forms m_filename from the template and the running number.

@@ -113,7 +113,9 @@ void Kov_diag_main::close() {
   }
 }
 
-void Kov_diag_main::write(const std::u16string& line) {
+void Kov_diag_main::write(const std::u16string& line) { write_units(line.data(), line.size()); }
+
+void Kov_diag_main::write_units(const char16_t* units, std::size_t count) {
   std::lock_guard<nev::Nev_critical> hold(m_lock);
   nev::Nev_status status;
   if (!m_file.is_open()) open_file(status);
@@ -123,7 +125,7 @@ void Kov_diag_main::write(const std::u16string& line) {
     write_to_output(marker, status);
   }
   // One Nev_file::write per line, so a line is never split in the file.
-  m_line.assign(line);
+  m_line.assign(units, count);
   m_line.append(u"\r\n");
   write_to_output(m_line, status);
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <memory>
 
 #include "entry/statics.h"
 #include "kov/diag.h"
@@ -59,23 +60,65 @@ nev::Nev_time time_now() {
 constexpr std::size_t DUMP_ROW_BYTES = 16;
 constexpr char16_t HEX_DIGITS[] = u"0123456789abcdef";
 
-void append_two_digits(std::u16string& line, int value) {
-  line.push_back(static_cast<char16_t>(u'0' + (value / 10) % 10));
-  line.push_back(static_cast<char16_t>(u'0' + value % 10));
+char16_t* put_two_digits(char16_t* out, int value) {
+  out[0] = static_cast<char16_t>(u'0' + (value / 10) % 10);
+  out[1] = static_cast<char16_t>(u'0' + value % 10);
+  return out + 2;
 }
 
 // "[hh:mm:ss:cc]" for `time`. The digits are formed here rather than through
 // a format string: this runs for every traced line.
-void append_stamp(std::u16string& line, const nev::Nev_time& time) {
-  line.push_back(u'[');
-  append_two_digits(line, time.hours());
-  line.push_back(u':');
-  append_two_digits(line, time.minutes());
-  line.push_back(u':');
-  append_two_digits(line, time.seconds());
-  line.push_back(u':');
-  append_two_digits(line, time.microseconds() / 10000);
-  line.push_back(u']');
+char16_t* put_stamp(char16_t* out, const nev::Nev_time& time) {
+  *out++ = u'[';
+  out = put_two_digits(out, time.hours());
+  *out++ = u':';
+  out = put_two_digits(out, time.minutes());
+  *out++ = u':';
+  out = put_two_digits(out, time.seconds());
+  *out++ = u':';
+  out = put_two_digits(out, time.microseconds() / 10000);
+  *out++ = u']';
+  return out;
+}
+
+constexpr std::size_t PREFIX_LENGTH = 2;
+// A line fits on the stack up to 128 levels at the default step.
+constexpr std::size_t INLINE_INDENT = 256;
+constexpr std::size_t INLINE_UNITS = STAMP_LENGTH + INLINE_INDENT + PREFIX_LENGTH + Kov_diag_trace::MESSAGE_LIMIT;
+
+// The units of one line: on the stack while they fit, else on the heap.
+class Line_buffer {
+ public:
+  // Room for the stamp, `indent` spaces, a prefix and `text_room` units.
+  Line_buffer(std::size_t indent, std::size_t text_room) : m_begin(m_inline) {
+    const std::size_t size = STAMP_LENGTH + indent + PREFIX_LENGTH + text_room;
+    if (size > INLINE_UNITS) {
+      m_heap.reset(new char16_t[size]);
+      m_begin = m_heap.get();
+    }
+  }
+  Line_buffer(const Line_buffer&) = delete;
+  Line_buffer& operator=(const Line_buffer&) = delete;
+
+  char16_t* begin() { return m_begin; }
+
+ private:
+  char16_t m_inline[INLINE_UNITS];
+  std::unique_ptr<char16_t[]> m_heap;
+  char16_t* m_begin;
+};
+
+// The indentation of the calling thread's current depth.
+std::size_t current_indent() { return static_cast<std::size_t>(trace_depth) * detail::indent_step; }
+
+// Writes the stamp, the indentation and the two-unit prefix; returns where
+// the text goes.
+char16_t* start_line(char16_t* out, std::size_t indent, const char16_t* prefix) {
+  out = put_stamp(out, time_now());
+  out = std::fill_n(out, indent, u' ');
+  *out++ = prefix[0];
+  *out++ = prefix[1];
+  return out;
 }
 
 // Printable in the default locale: 0x20 to 0x7E. Fixed here so that a
@@ -120,11 +163,15 @@ void Kov_diag_trace::leave() {
 }
 
 void Kov_diag_trace::trace_message(const char16_t* format, std::va_list args) {
-  char16_t buffer[MESSAGE_LIMIT];
-  buffer[0] = u'\0';
-  // The formatter cuts what does not fit, so a longer message is shortened.
-  nev::nev_vswprintf(buffer, MESSAGE_LIMIT, format, args);
-  write(u"  ", buffer);
+  // The message is formatted in place behind the prefix. The formatter cuts
+  // what does not fit, so a longer message is shortened.
+  const std::size_t indent = current_indent();
+  Line_buffer line(indent, MESSAGE_LIMIT);
+  char16_t* text = start_line(line.begin(), indent, u"  ");
+  text[0] = u'\0';
+  const int written = nev::nev_vswprintf(text, MESSAGE_LIMIT, format, args);
+  const std::size_t length = written >= 0 ? static_cast<std::size_t>(written) : nev::nev_wcslen(text);
+  m_diag_p->write_units(line.begin(), static_cast<std::size_t>(text - line.begin()) + length);
 }
 
 void Kov_diag_trace::dump(const char16_t* text, const std::uint8_t* bytes, std::uint16_t length) {
@@ -140,16 +187,11 @@ void Kov_diag_trace::dump(const char16_t* text, const std::uint8_t* bytes, std::
 }
 
 void Kov_diag_trace::write(const char16_t* prefix, const char16_t* text) {
-  const nev::Nev_time now = time_now();
-  const std::size_t indent = static_cast<std::size_t>(trace_depth) * detail::indent_step;
-  const std::size_t text_length = nev::nev_wcslen(text);
-  std::u16string line;
-  line.reserve(STAMP_LENGTH + indent + 2 + text_length);
-  append_stamp(line, now);
-  line.append(indent, u' ');
-  line.append(prefix);
-  line.append(text, text_length);
-  m_diag_p->write(line);
+  const std::size_t indent = current_indent();
+  const std::size_t length = nev::nev_wcslen(text);
+  Line_buffer line(indent, length);
+  char16_t* end = std::copy_n(text, length, start_line(line.begin(), indent, prefix));
+  m_diag_p->write_units(line.begin(), static_cast<std::size_t>(end - line.begin()));
 }
 
 }  // namespace kov
