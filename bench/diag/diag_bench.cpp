@@ -2,9 +2,10 @@
 //
 // Every file benchmark writes lines of the same length in characters: a
 // 13-character time stamp, 4 characters of indentation and prefix, and a
-// 64-character message. The library writes UTF-16 (two bytes a character),
-// spdlog UTF-8; each line reaches the file within the call in both (spdlog
-// is flushed after every line). The floor is one write(2) per line of the
+// 63-character message and the line end. The library writes UTF-16 (two bytes a character),
+// spdlog UTF-8 (a second spdlog run writes lines of the library's byte
+// length); each line reaches the file within the call in both (spdlog is
+// flushed after every line). The floor is one write(2) per line of the
 // library's byte length under a mutex: what the disk path allows.
 //
 // Files go to $KOV_BENCH_DIR, else the system's temporary directory, and
@@ -29,8 +30,8 @@
 
 namespace {
 
-const char16_t* const MESSAGE16 = u"payload of a typical diagnostic message, sixty-four characters!";
-const char* const MESSAGE8 = "payload of a typical diagnostic message, sixty-four characters!";
+const char16_t* const MESSAGE16 = u"payload of a typical diagnostic message: sixty-three characters";
+const char* const MESSAGE8 = "payload of a typical diagnostic message: sixty-three characters";
 constexpr std::size_t LINE_CHARACTERS = 13 + 4 + 63 + 2;
 
 std::filesystem::path bench_dir() {
@@ -110,6 +111,16 @@ void BM_spdlog_file_flushed(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_spdlog_file_flushed)->Threads(1)->Threads(2)->UseRealTime();
+
+// The same with as many bytes per line as the library writes (UTF-16 takes
+// two bytes a character): 17 + 146 + "\n" = 164 bytes.
+void BM_spdlog_file_flushed_same_bytes(benchmark::State& state) {
+  spdlog::logger& logger = spdlog_file_logger();
+  const std::string message = std::string(MESSAGE8) + std::string(146 - 63, '-');
+  for (auto _ : state) logger.info("{}", message);
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_spdlog_file_flushed_same_bytes)->Threads(1)->Threads(2)->UseRealTime();
 #endif
 
 // ---- disabled scopes ---------------------------------------------------------------
