@@ -1,12 +1,13 @@
 // Lines per second into a file and the cost of a disabled scope.
 //
 // Every file benchmark writes lines of the same length in characters: a
-// 13-character time stamp, 4 characters of indentation and prefix, and a
-// 63-character message and the line end. The library writes UTF-16 (two bytes a character),
-// spdlog UTF-8 (a second spdlog run writes lines of the library's byte
-// length); each line reaches the file within the call in both (spdlog is
-// flushed after every line). The floor is one write(2) per line of the
-// library's byte length under a mutex: what the disk path allows.
+// 13-character time stamp, 4 characters of indentation and prefix, a
+// 63-character message and the line end. The library writes UTF-16 (two
+// bytes a character), spdlog UTF-8 (a second spdlog run writes lines of the
+// library's byte length); each line reaches the file within the call in
+// both (spdlog is flushed after every line). The floor is one write(2) per
+// line of the library's byte length under a mutex: what the disk path
+// allows.
 //
 // Files go to $KOV_BENCH_DIR, else the system's temporary directory, and
 // are removed at the end. Run with --benchmark_repetitions and compare the
