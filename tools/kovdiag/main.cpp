@@ -128,20 +128,24 @@ class Printer {
   unsigned long m_printed = 0;
 };
 
-// Reads the bytes of `path` from `offset` on, feeding them to `decoder`.
-// Returns false with `status` set when the file cannot be read.
-bool read_from(const std::string& path, std::uint64_t& offset, kovdiag::Line_decoder& decoder,
-               std::vector<std::u16string>& lines, nev::Nev_status& status) {
+// Reads the bytes of `path` from `offset` on and prints the whole lines
+// they complete, a piece at a time. Returns false with `status` set when
+// the file cannot be read.
+bool read_from(const std::string& path, std::uint64_t& offset, kovdiag::Line_decoder& decoder, Printer& printer,
+               std::optional<unsigned long> limit, nev::Nev_status& status) {
   nev::Nev_file file;
   file.open(nev::nev_from_utf8(path), nev::NEV_FILE_OPEN_EXISTING, nev::NEV_FILE_READ, 0,
             nev::NEV_FILE_SHARE_READ_WRITE, status);
   if (!status.ok()) return false;
-  std::uint8_t buffer[65536];
+  std::vector<std::uint8_t> buffer(65536);
+  std::vector<std::u16string> lines;
   for (;;) {
-    const std::uint32_t count = file.read_at(offset, buffer, sizeof buffer, status);
+    const std::uint32_t count = file.read_at(offset, buffer.data(), static_cast<std::uint32_t>(buffer.size()), status);
     if (!status.ok()) return false;
     if (count == 0) return true;
-    decoder.feed(buffer, count, lines);
+    lines.clear();
+    decoder.feed(buffer.data(), count, lines);
+    printer.print(lines, limit);
     offset += count;
   }
 }
@@ -149,12 +153,11 @@ bool read_from(const std::string& path, std::uint64_t& offset, kovdiag::Line_dec
 int command_cat(const Arguments& arguments) {
   Printer printer(thread_option(arguments));
   kovdiag::Line_decoder decoder;
-  std::vector<std::u16string> lines;
   std::uint64_t offset = 0;
   nev::Nev_status status;
-  if (!read_from(arguments.operand, offset, decoder, lines, status)) return report(status);
-  if (!decoder.rest().empty()) lines.push_back(decoder.rest());
-  printer.print(lines, std::nullopt);
+  if (!read_from(arguments.operand, offset, decoder, printer, std::nullopt, status)) return report(status);
+  // Text behind the last line end: a file cut short still shows it.
+  if (!decoder.rest().empty()) printer.print({decoder.rest()}, std::nullopt);
   return 0;
 }
 
@@ -188,11 +191,9 @@ int command_follow(const Arguments& arguments) {
       offset = 0;
       decoder = kovdiag::Line_decoder();
     }
-    std::vector<std::u16string> lines;
     const std::uint64_t before = offset;
     nev::Nev_status status;
-    read_from(current, offset, decoder, lines, status);  // a missing file may appear later
-    printer.print(lines, limit);
+    read_from(current, offset, decoder, printer, limit, status);  // a missing file may appear later
     if (offset != before) continue;
     const std::string next = kovdiag::next_numbered_path(current);
     if (!next.empty() && std::filesystem::exists(next)) {
