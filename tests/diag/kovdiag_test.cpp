@@ -8,6 +8,10 @@
 #include <future>
 #include <thread>
 
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
 #include "diag_test_support.h"
 #include "kov/diag.h"
 #include "nev/registry.h"
@@ -89,6 +93,31 @@ TEST(Kovdiag, FollowSeesGrowthAndMovesToTheNextNumberedFile) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(kovdiag("follow --for 0.3 " + dir.file("absent.dgn")).status, 0);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+TEST(Kovdiag, FollowStopsOnInterrupt) {
+  Scratch_dir dir;
+  const std::string program = (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "kovdiag").string();
+  const std::string file = dir.file("i.dgn");
+  char* const argv[] = {const_cast<char*>(program.c_str()), const_cast<char*>("follow"),
+                        const_cast<char*>(file.c_str()), nullptr};
+  pid_t pid = 0;
+  ASSERT_EQ(::posix_spawn(&pid, program.c_str(), nullptr, nullptr, argv, environ), 0);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  ::kill(pid, SIGINT);
+  int status = 0;
+  bool ended = false;
+  for (int i = 0; i < 100 && !ended; ++i) {
+    ended = ::waitpid(pid, &status, WNOHANG) == pid;
+    if (!ended) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  if (!ended) {
+    ::kill(pid, SIGKILL);
+    ::waitpid(pid, &status, 0);
+  }
+  ASSERT_TRUE(ended) << "follow did not stop on SIGINT";
+  ASSERT_TRUE(WIFEXITED(status)) << "killed by the signal instead of stopping";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(Kovdiag, ConfigThenShow) {
