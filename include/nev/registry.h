@@ -145,10 +145,10 @@ struct Nev_reg_change {
     SET_VALUE,     // writes `value` (name, type, data), creating `key`
     DELETE_VALUE,  // deletes the value named `value.name`
   };
-  Kind kind = CREATE_KEY;
-  Nev_hkey root = nullptr;
-  std::u16string key;
-  Nev_reg_value value;
+  Kind kind = CREATE_KEY;   // what to do
+  Nev_hkey root = nullptr;  // a predefined root or one from nev_connect_reg_root
+  std::u16string key;       // the key's path below `root`
+  Nev_reg_value value;      // the value to write, or to delete by its name
 };
 
 // Applies `changes` in order as one transaction: either every change is

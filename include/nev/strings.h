@@ -48,7 +48,7 @@ NEV_EXPORT std::int32_t nev_wtoi32(const std::u16string& text) noexcept;
 NEV_EXPORT int nev_wtoi(const char16_t* text) noexcept;
 // True for the code units "0" to "9".
 NEV_EXPORT bool nev_iswdigit(char16_t unit) noexcept;
-// Length of NUL-terminated wide text, in code units.
+// Length of NUL-terminated wide text, in code units; 0 for a null pointer.
 NEV_EXPORT std::size_t nev_wcslen(const char16_t* text) noexcept;
 
 // 16-bit text to 8-bit text unit by unit; a unit above 0xFF becomes "?".

@@ -84,7 +84,10 @@ bool parse_messages(const std::string& content, const std::u16string& origin, Te
 
 // Reads the whole file at `path`; on failure returns false with the reason.
 bool read_file(const std::u16string& path, std::string& content, std::u16string& reason) {
-  const std::filesystem::path file(path);
+  // Through UTF-8 rather than the UTF-16 constructor: that one throws on a
+  // lone surrogate, and a bad name must come back as a status.
+  const std::string utf8 = nev_to_utf8(path);
+  const std::filesystem::path file(std::u8string(utf8.begin(), utf8.end()));
   std::error_code error;
   const auto state = std::filesystem::status(file, error);
   if (error) {

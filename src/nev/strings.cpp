@@ -188,6 +188,7 @@ int nev_wtoi(const char16_t* text) noexcept {
 bool nev_iswdigit(char16_t unit) noexcept { return unit >= u'0' && unit <= u'9'; }
 
 std::size_t nev_wcslen(const char16_t* text) noexcept {
+  if (text == nullptr) return 0;
   std::size_t length = 0;
   while (text[length] != 0) ++length;
   return length;

@@ -33,8 +33,12 @@ Nev_console nev_get_std_output() noexcept { return platform::console_std_output(
 bool nev_write_console(Nev_console console, const char16_t* text, std::uint32_t count,
                        std::uint32_t* written) noexcept {
   std::uint32_t units = 0;
-  bool ok = count == 0;
-  if (console != nullptr && text != nullptr && count > 0) ok = platform::console_write(console, text, count, units);
+  bool ok = false;
+  if (console != nullptr && count == 0) {
+    ok = true;  // nothing asked, nothing to fail
+  } else if (console != nullptr && text != nullptr) {
+    ok = platform::console_write(console, text, count, units);
+  }
   if (written != nullptr) *written = units;
   return ok;
 }

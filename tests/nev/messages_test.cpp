@@ -153,6 +153,8 @@ TEST(Messages, BadFilesAddNothing) {
   EXPECT_FALSE(status.argument(0, 1).empty());
   list.add(std::filesystem::temp_directory_path().u16string(), status);
   EXPECT_TRUE(status == nev::NEV_E_MESSAGE_FILE);
+  list.add(u"/tmp/lone\xD800surrogate.msg", status);
+  EXPECT_TRUE(status == nev::NEV_E_MESSAGE_FILE);
   EXPECT_EQ(list.size(), 0u);
 }
 

@@ -1,7 +1,6 @@
-// A fresh empty folder for one test, removed with everything in it at the end.
+// A fresh folder for one test, removed with its content at the end, and
+// plain file access that bypasses the foundation.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
@@ -15,32 +14,17 @@ namespace nev::test {
 
 class Scratch_dir {
  public:
-  Scratch_dir() {
-    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
-    const std::string name = std::string("nev-") + test->test_suite_name() + "-" + test->name() + "-" +
-                             std::to_string(std::random_device()());
-    m_path = std::filesystem::temp_directory_path() / name;
-    std::filesystem::remove_all(m_path);
+  Scratch_dir() : m_path(std::filesystem::temp_directory_path() / ("nev-" + std::to_string(std::random_device()()))) {
     std::filesystem::create_directories(m_path);
   }
-  ~Scratch_dir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
-  }
-  Scratch_dir(const Scratch_dir&) = delete;
-  Scratch_dir& operator=(const Scratch_dir&) = delete;
-
+  ~Scratch_dir() { std::filesystem::remove_all(m_path); }
   // The path of `name` in the folder, as the foundation takes it.
-  std::u16string file(const std::u16string& name) const {
-    return nev_from_utf8(m_path.string()) + u"/" + name;
-  }
-  const std::filesystem::path& path() const { return m_path; }
+  std::u16string file(const std::u16string& name) const { return nev_from_utf8(m_path.string() + "/") + name; }
 
  private:
   std::filesystem::path m_path;
 };
 
-// The whole content of a file, read past the foundation.
 inline std::string read_file(const std::u16string& path) {
   std::ifstream in(nev_to_utf8(path), std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());

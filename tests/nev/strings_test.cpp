@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <random>
 #include <string>
 
 namespace {
@@ -159,6 +160,7 @@ TEST(Strings, EightBitConversionAndSmallHelpers) {
   EXPECT_EQ(nev::nev_wtos(wide), all_bytes);
 
   EXPECT_EQ(nev::nev_wcslen(u""), 0u);
+  EXPECT_EQ(nev::nev_wcslen(nullptr), 0u);
   EXPECT_EQ(nev::nev_wcslen(u"abc\0def"), 3u);
   for (char16_t unit : {u'0', u'5', u'9'}) EXPECT_TRUE(nev::nev_iswdigit(unit));
   for (char16_t unit : {u'/', u':', u'a', char16_t(0x0660), char16_t(0xFF10)}) EXPECT_FALSE(nev::nev_iswdigit(unit));
@@ -221,6 +223,16 @@ TEST(Strings, Utf8BothWaysNeverFails) {
     all += char16_t(0xDC00 + (high & 0x3FF));
   }
   EXPECT_EQ(nev::nev_from_utf8(nev::nev_to_utf8(all)), all);
+
+  // Random bytes: whatever is decoded encodes to UTF-8 that decodes to the
+  // same units again (the sanitizer build watches every read).
+  std::mt19937 random(7);
+  for (int round = 0; round < 2000; ++round) {
+    std::string bytes(random() % 12, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(0x7F + random() % 0x81);
+    const std::u16string decoded = nev::nev_from_utf8(bytes);
+    ASSERT_EQ(nev::nev_from_utf8(nev::nev_to_utf8(decoded)), decoded);
+  }
 }
 
 }  // namespace

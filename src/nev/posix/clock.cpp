@@ -1,9 +1,36 @@
 // The system clock and the local zone of the C library.
+#include <atomic>
 #include <ctime>
 
 #include "nev/platform.h"
 
 namespace nev::platform {
+
+namespace {
+
+// tzset looks at TZ and the zone file again, which costs a file status call
+// each time when TZ is unset: several microseconds per diagnostic line. So it
+// runs at most once a second; a changed zone setting counts within a second,
+// and at once for a caller that calls tzset itself.
+void refresh_zone_rules() {
+  static std::atomic<std::int64_t> next_refresh{0};
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  const std::int64_t second = now.tv_sec;
+  std::int64_t due = next_refresh.load(std::memory_order_relaxed);
+  if (second >= due && next_refresh.compare_exchange_strong(due, second + 1, std::memory_order_relaxed)) {
+    tzset();
+  }
+}
+
+bool offset_at(time_t instant, std::int64_t& offset) {
+  tm local{};
+  if (localtime_r(&instant, &local) == nullptr) return false;
+  offset = local.tm_gmtoff;
+  return true;
+}
+
+}  // namespace
 
 std::int64_t clock_microseconds() {
   timespec now{};
@@ -12,24 +39,23 @@ std::int64_t clock_microseconds() {
 }
 
 std::int64_t local_offset_at_utc(std::int64_t utc_seconds) {
-  // localtime_r need not look at TZ again by itself; tzset makes a changed
-  // zone setting count from the next conversion on.
-  tzset();
-  const time_t instant = static_cast<time_t>(utc_seconds);
-  tm local{};
-  if (localtime_r(&instant, &local) == nullptr) return 0;
-  return local.tm_gmtoff;
+  refresh_zone_rules();
+  std::int64_t offset = 0;
+  return offset_at(static_cast<time_t>(utc_seconds), offset) ? offset : 0;
 }
 
 std::int64_t local_offset_at_local(std::int64_t local_seconds) {
-  const time_t reading = static_cast<time_t>(local_seconds);
-  tm fields{};
-  if (gmtime_r(&reading, &fields) == nullptr) return 0;
-  fields.tm_isdst = -1;  // let the zone rules decide whether daylight time applies
-  fields.tm_wday = -1;   // mktime sets it only on success, so -1 marks failure
-  const time_t instant = mktime(&fields);
-  if (fields.tm_wday == -1) return 0;
-  return local_seconds - static_cast<std::int64_t>(instant);
+  // The offset in force at the reading, found from the UTC side: take the
+  // offset at the reading as if it were UTC, then the offset at the instant
+  // that this guess gives. Both agree except near a change of offset, where
+  // the second is the one in force. (mktime would do the same, but it looks
+  // at the zone file again on every call.)
+  refresh_zone_rules();
+  std::int64_t guess = 0;
+  if (!offset_at(static_cast<time_t>(local_seconds), guess)) return 0;
+  std::int64_t offset = guess;
+  if (!offset_at(static_cast<time_t>(local_seconds - guess), offset)) return guess;
+  return offset;
 }
 
 }  // namespace nev::platform

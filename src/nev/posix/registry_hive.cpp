@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -313,6 +314,7 @@ void Hive::close() {
   std::lock_guard<std::mutex> lock(m_mutex);
   drop_cache();
   m_statements.reset();
+  m_wal_header = nullptr;
   if (m_db != nullptr) sqlite3_close_v2(m_db);
   m_db = nullptr;
   m_in_transaction = false;
@@ -322,6 +324,7 @@ void Hive::forget_connection() noexcept {
   // The parent's connection and statements are left as they are: closing them
   // here could disturb the parent's locks on the file.
   (void)m_statements.release();
+  m_wal_header = nullptr;
   m_db = nullptr;
   m_in_transaction = false;
   drop_cache();
@@ -347,6 +350,10 @@ bool Hive::open(bool create) {
   m_db = db;
   m_generation = fork_generation.load();
   m_data_version = -1;
+  m_wal_header = nullptr;
+  m_header_known = false;
+  m_mode_checked = false;
+  m_wal_mode = false;
   sqlite3_busy_timeout(db, BUSY_TIMEOUT_MS);
   try {
     execute(db, "PRAGMA journal_mode = WAL");
@@ -474,11 +481,65 @@ void Hive::end_transaction(bool commit) noexcept {
 // ---- Hive: cache --------------------------------------------------------------------
 
 void Hive::validate_cache() {
+  if (!m_writing && header_unchanged()) return;
+  // The header is taken before data_version: a commit between the two shows
+  // as a changed header next time, which only costs one more check.
+  remember_header();
   Use use(m_statements->data_version);
   const std::int64_t version = use.step() ? use.integer(0) : -1;
   if (version != m_data_version || m_key_cache.size() + m_value_cache.size() > CACHE_LIMIT) {
     drop_cache();
     m_data_version = version;
+  }
+  map_wal_header();
+}
+
+// The WAL index is the shared memory through which SQLite's connections learn
+// of each other's commits. It begins with a 48-byte header, written twice:
+// a writer stores the second copy, then the first; a reader that finds both
+// copies equal has read a consistent header. Every commit changes it (the
+// last frame, its checksum, or the salts when the WAL restarts), so an
+// unchanged header proves that nobody committed since it was last seen, and
+// the cache may answer without a transaction, that is without the file locks
+// that cost most of a read.
+constexpr std::size_t WAL_HEADER_WORDS = 12;
+
+bool Hive::read_header(std::array<std::uint32_t, 12>& header) const {
+  if (m_wal_header == nullptr) return false;
+  std::array<std::uint32_t, WAL_HEADER_WORDS> second{};
+  for (std::size_t i = 0; i < WAL_HEADER_WORDS; ++i) header[i] = m_wal_header[i];
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  for (std::size_t i = 0; i < WAL_HEADER_WORDS; ++i) second[i] = m_wal_header[WAL_HEADER_WORDS + i];
+  return header == second;
+}
+
+bool Hive::header_unchanged() const {
+  std::array<std::uint32_t, WAL_HEADER_WORDS> header{};
+  return m_header_known && read_header(header) && header == m_seen_header;
+}
+
+void Hive::remember_header() { m_header_known = read_header(m_seen_header); }
+
+void Hive::map_wal_header() {
+  if (m_wal_header != nullptr) return;
+  if (!m_mode_checked) {
+    m_mode_checked = true;
+    Statement journal(m_db, "PRAGMA journal_mode");
+    Use use(journal);
+    const auto* mode = use.step() ? sqlite3_column_text(journal.get(), 0) : nullptr;
+    m_wal_mode = mode != nullptr && std::strcmp(reinterpret_cast<const char*>(mode), "wal") == 0;
+  }
+  sqlite3_file* file = nullptr;
+  if (!m_wal_mode || sqlite3_file_control(m_db, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
+      file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2 ||
+      file->pMethods->xShmMap == nullptr) {
+    return;
+  }
+  // Not extending: until a read has set the index up there is nothing to
+  // map, and the next check tries again.
+  void volatile* region = nullptr;
+  if (file->pMethods->xShmMap(file, 0, 32768, 0, &region) == SQLITE_OK && region != nullptr) {
+    m_wal_header = static_cast<const volatile std::uint32_t*>(region);
   }
 }
 
@@ -498,8 +559,7 @@ Key_id Hive::find_child(Key_id parent, const std::u16string& name) {
 }
 
 Key_id Hive::find_key(Key_id base, const std::u16string& path) {
-  const std::vector<std::u16string> names = reg_split_path(path);
-  if (names.empty()) return base;
+  if (path.find_first_not_of(u'\\') == std::u16string::npos) return base;
   if (m_db == nullptr) return NO_KEY;
   const bool caching = !m_writing;
   std::u16string key;
@@ -509,7 +569,7 @@ Key_id Hive::find_key(Key_id base, const std::u16string& path) {
     if (found != m_key_cache.end()) return found->second;
   }
   Key_id id = base;
-  for (const std::u16string& name : names) {
+  for (const std::u16string& name : reg_split_path(path)) {
     id = find_child(id, name);
     if (id == NO_KEY) break;
   }

@@ -23,9 +23,12 @@
 // Reads are served from a cache of key ids, value lists and subkey lists. It
 // is dropped whenever `PRAGMA data_version` shows a commit by another
 // connection and after every write of this one, so it never answers with
-// data older than the last commit seen.
+// data older than the last commit seen. That check is skipped while the WAL
+// index header in shared memory is unchanged since the last one, so a warm
+// read takes no lock at all.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -128,6 +131,10 @@ class Hive {
   bool open(bool create);
   void prepare_schema(bool create);
   void validate_cache();
+  bool read_header(std::array<std::uint32_t, 12>& header) const;
+  bool header_unchanged() const;
+  void remember_header();
+  void map_wal_header();
   void drop_cache() noexcept;
   void begin_read_if_needed();
   void end_transaction(bool commit) noexcept;
@@ -143,6 +150,13 @@ class Hive {
   bool m_writing = false;
 
   std::int64_t m_data_version = -1;
+  // The WAL index header in shared memory (null until mapped), and the
+  // header as it was when the cache was last checked.
+  const volatile std::uint32_t* m_wal_header = nullptr;
+  std::array<std::uint32_t, 12> m_seen_header{};
+  bool m_header_known = false;
+  bool m_mode_checked = false;  // whether m_wal_mode has been asked yet
+  bool m_wal_mode = false;
   std::unordered_map<std::u16string, Key_id> m_key_cache;
   std::unordered_map<Key_id, Value_list> m_value_cache;
   std::unordered_map<Key_id, std::vector<std::u16string>> m_subkey_cache;

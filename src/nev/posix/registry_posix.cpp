@@ -49,8 +49,13 @@ std::string data_home() {
   if (!xdg.empty() && xdg.front() == '/') return xdg;
   std::string home = environment("HOME");
   if (home.empty()) {
-    const passwd* entry = ::getpwuid(::getuid());
-    if (entry != nullptr && entry->pw_dir != nullptr) home = entry->pw_dir;
+    passwd entry {};
+    passwd* found = nullptr;
+    char buffer[4096];
+    if (::getpwuid_r(::getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found != nullptr &&
+        found->pw_dir != nullptr) {
+      home = found->pw_dir;
+    }
   }
   if (home.empty()) home = "/tmp";
   return home + "/.local/share";

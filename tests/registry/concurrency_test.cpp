@@ -1,0 +1,217 @@
+// Several processes and threads on one hive, and a writer that dies in the
+// middle of its work.
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "hive_fixture.h"
+#include "nev/codes.h"
+#include "nev/registry.h"
+#include "nev/strings.h"
+
+using namespace nev;
+
+namespace {
+
+std::u16string number_name(int number) { return u"v" + nev_from_utf8(std::to_string(number)); }
+
+// Runs `work` in a child process; its result is the child's exit code.
+template <class Work>
+pid_t spawn(Work work) {
+  const pid_t pid = ::fork();
+  if (pid == 0) ::_exit(work());
+  return pid;
+}
+
+int exit_code(pid_t pid) {
+  int status = 0;
+  if (::waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
+}
+
+std::string integrity_of(const std::string& path) {
+  sqlite3* db = nullptr;
+  std::string result = "cannot open";
+  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr) == SQLITE_OK &&
+        sqlite3_step(statement) == SQLITE_ROW) {
+      result = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+    }
+    sqlite3_finalize(statement);
+  }
+  sqlite3_close(db);
+  return result;
+}
+
+}  // namespace
+
+TEST_F(Hive_test, ForkedWritersAndReadersLoseNothingAndNeverSeeALock) {
+  constexpr int WRITERS = 4;
+  constexpr int READERS = 2;
+  constexpr int WRITES = 60;
+  Nev_status status;
+  nev_create_reg_key(NEV_HKEY_LOCAL_MACHINE, u"Shared", status);  // the parent used the hive before forking
+  ASSERT_STATUS_OK(status);
+
+  std::vector<pid_t> children;
+  for (int writer = 0; writer < WRITERS; ++writer) {
+    children.push_back(spawn([writer] {
+      Nev_status own;
+      for (int i = 0; i < WRITES; ++i) {
+        const int number = writer * 1000 + i;
+        nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Shared", u"", number_name(number), number, own);
+        if (!own.ok()) return 1;
+        nev_create_reg_key(NEV_HKEY_LOCAL_MACHINE, u"Shared\\W" + number_name(number), own);
+        if (!own.ok()) return 2;
+      }
+      return 0;
+    }));
+  }
+  for (int reader = 0; reader < READERS; ++reader) {
+    children.push_back(spawn([] {
+      for (int i = 0; i < 200; ++i) {
+        Nev_status own;
+        Nev_object_vector<std::u16string> keys;
+        nev_enum_reg_keys(NEV_HKEY_LOCAL_MACHINE, u"Shared", u"", keys, own);
+        if (!own.ok()) return 3;
+        std::vector<Nev_reg_value> values;
+        nev_enum_reg_values(NEV_HKEY_LOCAL_MACHINE, u"Shared", values, own);
+        if (!own.ok()) return 4;
+      }
+      return 0;
+    }));
+  }
+  for (const pid_t child : children) EXPECT_EQ(exit_code(child), 0);
+
+  std::vector<Nev_reg_value> values;
+  nev_enum_reg_values(NEV_HKEY_LOCAL_MACHINE, u"Shared", values, status);
+  ASSERT_STATUS_OK(status);
+  EXPECT_EQ(values.size(), static_cast<std::size_t>(WRITERS * WRITES));
+  for (int writer = 0; writer < WRITERS; ++writer) {
+    for (int i = 0; i < WRITES; ++i) {
+      const int number = writer * 1000 + i;
+      std::uint32_t read = 0;
+      nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Shared", u"", number_name(number), read, status);
+      EXPECT_EQ(read, static_cast<std::uint32_t>(number));
+      EXPECT_TRUE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Shared", u"W" + number_name(number)));
+    }
+  }
+}
+
+TEST_F(Hive_test, AWriterKilledMidWayLeavesEveryCommittedWrite) {
+  int pipe_ends[2];
+  ASSERT_EQ(::pipe(pipe_ends), 0);
+  const pid_t writer = spawn([&] {
+    ::close(pipe_ends[0]);
+    Nev_status own;
+    for (int i = 0;; ++i) {
+      nev_set_reg_string_value(NEV_HKEY_LOCAL_MACHINE, u"Crash\\" + number_name(i % 7), u"", number_name(i),
+                               std::u16string(200, static_cast<char16_t>(u'a' + i % 26)), own);
+      if (!own.ok()) return 1;
+      if (::write(pipe_ends[1], &i, sizeof i) != sizeof i) return 2;  // reported only once committed
+    }
+  });
+  ::close(pipe_ends[1]);
+  int last = -1;
+  int number = 0;
+  while (last < 150 && ::read(pipe_ends[0], &number, sizeof number) == sizeof number) last = number;
+  ::kill(writer, SIGKILL);
+  while (::read(pipe_ends[0], &number, sizeof number) == sizeof number) last = number;
+  ::close(pipe_ends[0]);
+  int wait_status = 0;
+  ::waitpid(writer, &wait_status, 0);
+  ASSERT_TRUE(WIFSIGNALED(wait_status));
+  ASSERT_GE(last, 150);
+
+  EXPECT_EQ(integrity_of(hive()), "ok");
+  Nev_status status;
+  for (int i = 0; i <= last; ++i) {
+    std::u16string text;
+    nev_get_reg_string_value(NEV_HKEY_LOCAL_MACHINE, u"Crash\\" + number_name(i % 7), u"", number_name(i), text,
+                             status);
+    ASSERT_STATUS_OK(status);
+    EXPECT_EQ(text, std::u16string(200, static_cast<char16_t>(u'a' + i % 26)));
+  }
+  nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Crash", u"", u"after", 1, status);
+  EXPECT_STATUS_OK(status);
+}
+
+TEST_F(Hive_test, AWarmReadSeesAnotherProcessesWrite) {
+  Nev_status status;
+  nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Seen", u"", u"Value", 1, status);
+  std::uint32_t number = 0;
+  nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Seen", u"", u"Value", number, status);
+  ASSERT_EQ(number, 1u);
+  EXPECT_FALSE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Seen", u"Later"));  // cached as missing
+
+  const pid_t child = spawn([] {
+    Nev_status own;
+    nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Seen", u"", u"Value", 2, own);
+    nev_create_reg_key(NEV_HKEY_LOCAL_MACHINE, u"Seen\\Later", own);
+    return own.ok() ? 0 : 1;
+  });
+  ASSERT_EQ(exit_code(child), 0);
+  nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Seen", u"", u"Value", number, status);
+  EXPECT_EQ(number, 2u);
+  EXPECT_TRUE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Seen", u"Later"));
+}
+
+TEST_F(Hive_test, AReaderFollowsAWriterThroughCheckpoints) {
+  constexpr std::uint32_t LAST = 300;
+  Nev_status status;
+  nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Follow", u"", u"Counter", 0, status);
+  ASSERT_STATUS_OK(status);
+  const std::string path = hive();
+  const pid_t writer = spawn([&path] {
+    sqlite3* db = nullptr;
+    if (sqlite3_open(path.c_str(), &db) != SQLITE_OK) return 1;
+    sqlite3_busy_timeout(db, 5000);
+    Nev_status own;
+    for (std::uint32_t i = 1; i <= LAST; ++i) {
+      nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Follow", u"", u"Counter", i, own);
+      if (!own.ok()) return 2;
+      // Restarting the WAL now and then: the readers' check must see through it.
+      if (i % 50 == 0) sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
+    }
+    sqlite3_close(db);
+    return 0;
+  });
+  std::uint32_t seen = 0;
+  int backwards = 0;
+  for (int polls = 0; seen < LAST && polls < 2000000; ++polls) {
+    std::uint32_t now = 0;
+    nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Follow", u"", u"Counter", now, status);
+    if (now < seen) ++backwards;
+    seen = now;
+  }
+  EXPECT_EQ(exit_code(writer), 0);
+  EXPECT_EQ(backwards, 0);
+  EXPECT_EQ(seen, LAST);
+}
+
+TEST_F(Hive_test, ThreadsShareOneConnection) {
+  constexpr int THREADS = 4;
+  constexpr int WRITES = 50;
+  std::vector<std::thread> threads;
+  std::vector<int> failures(THREADS, 0);
+  for (int t = 0; t < THREADS; ++t) {
+    threads.emplace_back([t, &failures] {
+      for (int i = 0; i < WRITES; ++i) {
+        Nev_status own;
+        const std::u16string key = u"Threads\\T" + number_name(t);
+        nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, key, u"", number_name(i), i, own);
+        std::uint32_t read = 0;
+        nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, key, u"", number_name(i), read, own);
+        if (!own.ok() || read != static_cast<std::uint32_t>(i)) ++failures[static_cast<std::size_t>(t)];
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(failures, std::vector<int>(THREADS, 0));
+}

@@ -1,0 +1,460 @@
+// Reading and writing the .reg text format; see reg_file.h.
+#include "reg_file.h"
+
+#include <array>
+
+#include "nev/strings.h"
+
+namespace kovreg {
+
+using nev::Nev_reg_change;
+using nev::Nev_reg_value;
+
+namespace {
+
+constexpr std::size_t MAX_KEY_NAME = 255;
+constexpr std::size_t MAX_VALUE_NAME = 16383;
+// Written lines, the backslash of a continuation included, end before this column.
+constexpr std::size_t LINE_LIMIT = 79;
+
+const char16_t* const VERSION5_HEADER = u"Windows Registry Editor Version 5.00";
+const char16_t* const VERSION4_HEADER = u"REGEDIT4";
+
+struct Root_names {
+  const char16_t* long_name;
+  const char16_t* short_name;
+};
+constexpr std::array<Root_names, 5> ROOTS = {{{u"HKEY_CLASSES_ROOT", u"HKCR"},
+                                              {u"HKEY_CURRENT_USER", u"HKCU"},
+                                              {u"HKEY_LOCAL_MACHINE", u"HKLM"},
+                                              {u"HKEY_USERS", u"HKU"},
+                                              {u"HKEY_CURRENT_CONFIG", u"HKCC"}}};
+
+bool is_blank(char16_t unit) { return unit == u' ' || unit == u'\t'; }
+
+std::u16string trim(const std::u16string& text) {
+  std::size_t start = 0;
+  std::size_t end = text.size();
+  while (start < end && is_blank(text[start])) ++start;
+  while (end > start && is_blank(text[end - 1])) --end;
+  return text.substr(start, end - start);
+}
+
+bool starts_with_nc(const std::u16string& text, std::size_t at, const std::u16string& prefix) {
+  return text.size() - at >= prefix.size() && nev::nev_string_equal_nc(text.substr(at, prefix.size()), prefix);
+}
+
+int hex_digit(char16_t unit) {
+  if (unit >= u'0' && unit <= u'9') return unit - u'0';
+  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
+  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
+  return -1;
+}
+
+// Reads 1 to `max_digits` hex digits that make up all of `text`.
+bool parse_hex_number(const std::u16string& text, std::size_t max_digits, std::uint64_t& number) {
+  if (text.empty() || text.size() > max_digits) return false;
+  number = 0;
+  for (const char16_t unit : text) {
+    const int digit = hex_digit(unit);
+    if (digit < 0) return false;
+    number = number * 16 + static_cast<unsigned>(digit);
+  }
+  return true;
+}
+
+std::vector<std::u16string> split_lines(const std::u16string& text) {
+  std::vector<std::u16string> lines;
+  std::u16string line;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if (unit == u'\r' || unit == u'\n') {
+      lines.push_back(std::move(line));
+      line.clear();
+      if (unit == u'\r' && i + 1 < text.size() && text[i + 1] == u'\n') ++i;
+    } else {
+      line += unit;
+    }
+  }
+  if (!line.empty()) lines.push_back(std::move(line));
+  return lines;
+}
+
+bool valid_utf8(const std::string& bytes) {
+  for (std::size_t i = 0; i < bytes.size();) {
+    const auto lead = static_cast<unsigned char>(bytes[i]);
+    const std::size_t length = lead < 0x80 ? 1 : (lead >> 5) == 6 ? 2 : (lead >> 4) == 14 ? 3 : (lead >> 3) == 30 ? 4 : 0;
+    if (length == 0 || i + length > bytes.size()) return false;
+    for (std::size_t k = 1; k < length; ++k) {
+      if ((static_cast<unsigned char>(bytes[i + k]) >> 6) != 2) return false;
+    }
+    i += length;
+  }
+  return true;
+}
+
+// ---- reading --------------------------------------------------------------------
+
+// The state of reading one file.
+class Parser {
+ public:
+  Parser(const std::vector<std::u16string>& lines, std::vector<File_change>& changes, File_error& error)
+      : m_lines(lines), m_changes(changes), m_error(error) {}
+
+  bool run() {
+    std::size_t first = 0;
+    while (first < m_lines.size() && trim(m_lines[first]).empty()) ++first;
+    const std::u16string header = first < m_lines.size() ? trim(m_lines[first]) : std::u16string();
+    if (header == VERSION5_HEADER) {
+      m_version4 = false;
+    } else if (header == VERSION4_HEADER) {
+      m_version4 = true;
+    } else {
+      m_line = first;
+      return fail(u"the file does not begin with \"Windows Registry Editor Version 5.00\" or \"REGEDIT4\"");
+    }
+    for (m_line = first + 1; m_line < m_lines.size(); ++m_line) {
+      const std::u16string line = trim(m_lines[m_line]);
+      if (line.empty() || line.front() == u';') continue;
+      const bool good = line.front() == u'['                      ? section(line)
+                        : line.front() == u'"' || line.front() == u'@' ? value(line)
+                                                                     : fail(u"the line is no section, value or comment");
+      if (!good) return false;
+    }
+    return true;
+  }
+
+ private:
+  bool fail(const std::u16string& reason) {
+    m_error.line = m_line + 1;
+    m_error.reason = reason;
+    return false;
+  }
+
+  bool section(const std::u16string& line) {
+    const std::size_t close = line.rfind(u']');
+    if (close == std::u16string::npos) return fail(u"the section name has no closing \"]\"");
+    const std::u16string rest = trim(line.substr(close + 1));
+    if (!rest.empty() && rest.front() != u';') return fail(u"there is text after the section name");
+    const bool deleting = line.size() > 1 && line[1] == u'-';
+    const std::u16string name = line.substr(deleting ? 2 : 1, close - (deleting ? 2 : 1));
+    int root = 0;
+    std::u16string path;
+    if (!split_key(name, false, root, path)) {
+      const std::u16string first = name.substr(0, name.find(u'\\'));
+      return fail(u"\"" + first + u"\" is no registry root held here");
+    }
+    for (std::size_t start = 0; start <= path.size();) {
+      std::size_t end = path.find(u'\\', start);
+      if (end == std::u16string::npos) end = path.size();
+      if (end - start > MAX_KEY_NAME) return fail(u"a key name is longer than 255 characters");
+      start = end + 1;
+    }
+    if (deleting && path.find_first_not_of(u'\\') == std::u16string::npos) {
+      return fail(u"a registry root cannot be deleted");
+    }
+    m_in_section = true;
+    m_deleting = deleting;
+    m_root = root;
+    m_key = path;
+    File_change change;
+    change.kind = deleting ? Nev_reg_change::DELETE_TREE : Nev_reg_change::CREATE_KEY;
+    change.root = root;
+    change.key = path;
+    m_changes.push_back(std::move(change));
+    return true;
+  }
+
+  // A quoted string from `at` (the opening quote); `at` ends behind the
+  // closing quote.
+  bool quoted(const std::u16string& line, std::size_t& at, std::u16string& text) {
+    text.clear();
+    for (std::size_t i = at + 1; i < line.size(); ++i) {
+      if (line[i] == u'"') {
+        at = i + 1;
+        return true;
+      }
+      if (line[i] == u'\\' && i + 1 < line.size() && (line[i + 1] == u'\\' || line[i + 1] == u'"')) ++i;
+      text += line[i];
+    }
+    return fail(u"a string is not terminated by \"");
+  }
+
+  bool value(const std::u16string& line) {
+    if (!m_in_section) return fail(u"a value stands outside any section");
+    File_change change;
+    change.root = m_root;
+    change.key = m_key;
+    std::size_t at = 0;
+    if (line.front() == u'@') {
+      at = 1;
+    } else if (!quoted(line, at, change.value.name)) {
+      return false;
+    }
+    if (change.value.name.size() > MAX_VALUE_NAME) return fail(u"a value name is longer than 16383 characters");
+    while (at < line.size() && is_blank(line[at])) ++at;
+    if (at >= line.size() || line[at] != u'=') return fail(u"\"=\" is missing after the value name");
+    ++at;
+    while (at < line.size() && is_blank(line[at])) ++at;
+    if (!data(line, at, change)) return false;
+    if (!m_deleting) m_changes.push_back(std::move(change));  // values of a deleted key are ignored
+    return true;
+  }
+
+  bool data(const std::u16string& line, std::size_t at, File_change& change) {
+    change.kind = Nev_reg_change::SET_VALUE;
+    if (at < line.size() && line[at] == u'-') {
+      change.kind = Nev_reg_change::DELETE_VALUE;
+      return rest_is_comment(line, at + 1);
+    }
+    if (at < line.size() && line[at] == u'"') {
+      std::u16string text;
+      if (!quoted(line, at, text)) return false;
+      change.value.type = nev::NEV_REG_SZ;
+      change.value.data = string_bytes(text);
+      return rest_is_comment(line, at);
+    }
+    if (starts_with_nc(line, at, u"dword:")) {
+      const std::u16string digits = trim(line.substr(at + 6, line.find(u';', at) - (at + 6)));
+      std::uint64_t number = 0;
+      if (!parse_hex_number(digits, 8, number)) return fail(u"a dword needs 1 to 8 hexadecimal digits");
+      change.value.type = nev::NEV_REG_DWORD;
+      for (int shift = 0; shift < 32; shift += 8) change.value.data.push_back(static_cast<std::uint8_t>(number >> shift));
+      return true;
+    }
+    if (starts_with_nc(line, at, u"hex")) return hex(line, at + 3, change);
+    return fail(u"the data is no string, dword, hex data or \"-\"");
+  }
+
+  bool rest_is_comment(const std::u16string& line, std::size_t at) {
+    const std::u16string rest = trim(line.substr(at));
+    return rest.empty() || rest.front() == u';' ? true : fail(u"there is text after the data");
+  }
+
+  bool hex(const std::u16string& line, std::size_t at, File_change& change) {
+    change.value.type = nev::NEV_REG_BINARY;
+    if (at < line.size() && line[at] == u'(') {
+      const std::size_t close = line.find(u')', at);
+      std::uint64_t type = 0;
+      if (close == std::u16string::npos || !parse_hex_number(line.substr(at + 1, close - at - 1), 8, type)) {
+        return fail(u"the type of hex(...) is no hexadecimal number");
+      }
+      change.value.type = static_cast<std::uint32_t>(type);
+      at = close + 1;
+    }
+    if (at >= line.size() || line[at] != u':') return fail(u"\":\" is missing after hex");
+    std::u16string text = line.substr(at + 1);
+    const std::size_t first_line = m_line;
+    for (;;) {
+      text = trim(text.substr(0, text.find(u';')));
+      if (text.empty() || text.back() != u'\\') break;
+      text.pop_back();
+      if (m_line + 1 >= m_lines.size()) return fail(u"hex data continues past the end of the file");
+      text += m_lines[++m_line];
+    }
+    std::vector<std::uint8_t> bytes;
+    std::size_t start = 0;
+    while (!text.empty() && start <= text.size()) {
+      std::size_t end = text.find(u',', start);
+      if (end == std::u16string::npos) end = text.size();
+      const std::u16string piece = trim(text.substr(start, end - start));
+      if (piece.empty() && end == text.size() && !bytes.empty()) break;  // a trailing comma
+      std::uint64_t byte = 0;
+      if (!parse_hex_number(piece, 2, byte)) {
+        m_line = first_line;
+        return fail(u"\"" + piece + u"\" is no hexadecimal byte");
+      }
+      bytes.push_back(static_cast<std::uint8_t>(byte));
+      start = end + 1;
+    }
+    const std::uint32_t type = change.value.type;
+    const bool string_type = type == nev::NEV_REG_SZ || type == nev::NEV_REG_EXPAND_SZ || type == nev::NEV_REG_MULTI_SZ;
+    if (m_version4 && string_type) {
+      // Version 4 keeps string data as 8-bit text; the hive holds UTF-16LE.
+      std::vector<std::uint8_t> wide;
+      for (const std::uint8_t byte : bytes) {
+        wide.push_back(byte);
+        wide.push_back(0);
+      }
+      bytes = std::move(wide);
+    }
+    change.value.data = std::move(bytes);
+    return true;
+  }
+
+  static std::vector<std::uint8_t> string_bytes(const std::u16string& text) {
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve((text.size() + 1) * 2);
+    for (const char16_t unit : text) {
+      bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+      bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+    }
+    bytes.push_back(0);
+    bytes.push_back(0);
+    return bytes;
+  }
+
+  const std::vector<std::u16string>& m_lines;
+  std::vector<File_change>& m_changes;
+  File_error& m_error;
+  std::size_t m_line = 0;
+  bool m_version4 = false;
+  bool m_in_section = false;
+  bool m_deleting = false;
+  int m_root = 0;
+  std::u16string m_key;
+};
+
+// ---- writing -----------------------------------------------------------------------
+
+std::u16string quote(const std::u16string& text) {
+  std::u16string quoted = u"\"";
+  for (const char16_t unit : text) {
+    if (unit == u'\\' || unit == u'"') quoted += u'\\';
+    quoted += unit;
+  }
+  return quoted + u"\"";
+}
+
+std::u16string units_of(const std::vector<std::uint8_t>& data) {
+  std::u16string text;
+  for (std::size_t i = 0; i + 1 < data.size(); i += 2) text += static_cast<char16_t>(data[i] | (data[i + 1] << 8));
+  return text;
+}
+
+// The text of string data when the quoted form carries it exactly.
+bool plain_string(const Nev_reg_value& value, Dialect dialect, std::u16string& text) {
+  if (value.type != nev::NEV_REG_SZ || value.data.size() < 2 || value.data.size() % 2 != 0) return false;
+  text = units_of(value.data);
+  if (text.back() != u'\0') return false;
+  text.pop_back();
+  for (const char16_t unit : text) {
+    if (unit == u'\0' || unit == u'\r' || unit == u'\n') return false;
+    if (dialect == Dialect::version4 && unit > 0xFF) return false;
+  }
+  return true;
+}
+
+std::u16string hex_text(std::uint64_t number, std::size_t width) {
+  static const char16_t digits[] = u"0123456789abcdef";
+  std::u16string text;
+  do {
+    text.insert(text.begin(), digits[number & 0xF]);
+    number >>= 4;
+  } while (number != 0);
+  while (text.size() < width) text.insert(text.begin(), u'0');
+  return text;
+}
+
+void write_hex(std::u16string& out, std::u16string line, const std::vector<std::uint8_t>& bytes) {
+  for (std::size_t k = 0; k < bytes.size(); ++k) {
+    const bool last = k + 1 == bytes.size();
+    const std::u16string piece = hex_text(bytes[k], 2) + (last ? u"" : u",");
+    if (line.size() + piece.size() + (last ? 0 : 1) > LINE_LIMIT && line != u"  ") {
+      out += line + u"\\\r\n";
+      line = u"  ";
+    }
+    line += piece;
+  }
+  out += line + u"\r\n";
+}
+
+void write_value(std::u16string& out, const Nev_reg_value& value, Dialect dialect) {
+  const std::u16string name = value.name.empty() ? u"@" : quote(value.name);
+  std::u16string text;
+  if (plain_string(value, dialect, text)) {
+    out += name + u"=" + quote(text) + u"\r\n";
+    return;
+  }
+  if (value.type == nev::NEV_REG_DWORD && value.data.size() == 4) {
+    const std::uint32_t number = value.data[0] | value.data[1] << 8 | value.data[2] << 16 |
+                                 static_cast<std::uint32_t>(value.data[3]) << 24;
+    out += name + u"=dword:" + hex_text(number, 8) + u"\r\n";
+    return;
+  }
+  std::vector<std::uint8_t> bytes = value.data;
+  const bool string_type =
+      value.type == nev::NEV_REG_SZ || value.type == nev::NEV_REG_EXPAND_SZ || value.type == nev::NEV_REG_MULTI_SZ;
+  if (dialect == Dialect::version4 && string_type && bytes.size() % 2 == 0) {
+    bytes.clear();
+    for (const char16_t unit : units_of(value.data)) bytes.push_back(unit > 0xFF ? '?' : static_cast<std::uint8_t>(unit));
+  }
+  const std::u16string kind = value.type == nev::NEV_REG_BINARY ? u"hex:" : u"hex(" + hex_text(value.type, 1) + u"):";
+  write_hex(out, name + u"=" + kind, bytes);
+}
+
+}  // namespace
+
+int root_index(const std::u16string& name, bool short_names) {
+  for (std::size_t i = 0; i < ROOTS.size(); ++i) {
+    if (nev::nev_string_equal_nc(name, ROOTS[i].long_name) ||
+        (short_names && nev::nev_string_equal_nc(name, ROOTS[i].short_name))) {
+      return static_cast<int>(i);
+    }
+  }
+  return -1;
+}
+
+const std::u16string& root_name(int index) {
+  static const std::array<std::u16string, 5> names = {ROOTS[0].long_name, ROOTS[1].long_name, ROOTS[2].long_name,
+                                                       ROOTS[3].long_name, ROOTS[4].long_name};
+  return names[static_cast<std::size_t>(index)];
+}
+
+bool split_key(const std::u16string& text, bool short_names, int& root, std::u16string& path) {
+  const std::size_t slash = text.find(u'\\');
+  root = root_index(text.substr(0, slash), short_names);
+  if (root < 0) return false;
+  path = slash == std::u16string::npos ? std::u16string() : text.substr(slash + 1);
+  while (!path.empty() && path.back() == u'\\') path.pop_back();
+  return true;
+}
+
+std::u16string decode_file(const std::string& bytes) {
+  if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF && static_cast<unsigned char>(bytes[1]) == 0xFE) {
+    std::u16string text;
+    for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
+      text += static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8);
+    }
+    return text;
+  }
+  if (bytes.compare(0, 3, "\xEF\xBB\xBF") == 0) return nev::nev_from_utf8(bytes.substr(3));
+  return valid_utf8(bytes) ? nev::nev_from_utf8(bytes) : nev::nev_stow(bytes);
+}
+
+bool parse_file(const std::u16string& text, std::vector<File_change>& changes, File_error& error) {
+  const std::vector<std::u16string> lines = split_lines(text);
+  return Parser(lines, changes, error).run();
+}
+
+std::string encode_file(const std::vector<Export_key>& keys, Dialect dialect) {
+  std::u16string text = dialect == Dialect::version4 ? VERSION4_HEADER : VERSION5_HEADER;
+  text += u"\r\n";
+  for (const Export_key& key : keys) {
+    text += u"\r\n[" + key.name + u"]\r\n";
+    for (const Nev_reg_value& value : key.values) {
+      if (value.name.empty()) write_value(text, value, dialect);
+    }
+    for (const Nev_reg_value& value : key.values) {
+      if (!value.name.empty()) write_value(text, value, dialect);
+    }
+  }
+  text += u"\r\n";
+  switch (dialect) {
+    case Dialect::version5_utf16: {
+      std::string bytes = "\xFF\xFE";
+      for (const char16_t unit : text) {
+        bytes += static_cast<char>(unit & 0xFF);
+        bytes += static_cast<char>(unit >> 8);
+      }
+      return bytes;
+    }
+    case Dialect::version5_utf8:
+      return nev::nev_to_utf8(text);
+    case Dialect::version4:
+      return nev::nev_wtos(text);
+  }
+  return {};
+}
+
+}  // namespace kovreg
