@@ -26,11 +26,11 @@ constexpr std::int64_t MICROS_PER_SECOND = 1000000;
 
 // The local hour, minute and second of the latest UTC second seen by any
 // thread, packed as (UTC second << 17) | (hour << 12) | (minute << 6) |
-// second; 0 when none yet. Turning the clock into local time costs the
-// platform a look at the zone settings on every call, and a line needs it
-// only once per second: within one UTC second the local offset cannot
-// change, so the cached fields plus the reading's microseconds are exactly
-// what Nev_time::now() would give.
+// second; 0 when none yet. Turning the clock into local time costs several
+// times a reading of the clock (zone rules, calendar arithmetic), and a
+// line needs it only once per second: within one UTC second the local
+// offset cannot change, so the cached fields plus the reading's
+// microseconds are exactly what Nev_time::now() would give.
 std::atomic<std::uint64_t> second_cache{0};
 constexpr int CACHE_SHIFT = 17;
 constexpr std::int64_t CACHE_SECONDS_LIMIT = std::int64_t{1} << 40;
@@ -57,6 +57,7 @@ nev::Nev_time time_now() {
   }
   return fresh;
 }
+
 constexpr std::size_t DUMP_ROW_BYTES = 16;
 constexpr char16_t HEX_DIGITS[] = u"0123456789abcdef";
 
