@@ -38,6 +38,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 #include "kov/export.h"
 #include "nev/file.h"
@@ -149,9 +150,15 @@ class KOV_EXPORT Kov_diag_trace {
   }
   // A heading line (`text`, which is a format without arguments, so "%%"
   // gives "%"), then `length` bytes as rows of 16: hex column of 48
-  // characters, then the printable bytes, "." for the others.
-  void trace(const char16_t* text, const std::uint8_t* bytes, std::uint16_t length) {
-    if (m_enabled) dump(text, bytes, length);
+  // characters, then the printable bytes, "." for the others. `bytes`
+  // points to 8-bit values (std::uint8_t, char, std::byte); it is a
+  // template so that a message whose first argument is a literal 0, as in
+  // trace(u"%d of %d", 0, n), is never taken for a dump of a null pointer.
+  template <typename Byte>
+    requires(sizeof(Byte) == 1 && (std::is_integral_v<Byte> || std::is_enum_v<Byte>) &&
+             !std::is_same_v<std::remove_cv_t<Byte>, bool>)
+  void trace(const char16_t* text, Byte* bytes, std::uint16_t length) {
+    if (m_enabled) dump(text, reinterpret_cast<const std::uint8_t*>(bytes), length);
   }
 
   // The level rule: an object level of 0 lets nothing through, any other

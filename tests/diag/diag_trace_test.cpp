@@ -130,14 +130,16 @@ TEST_F(Traced, MessagesAreFormattedAndBounded) {
     scope.trace(u"%d items from %s, %u%% %c", 12, u"disk", 40u, u'!');
     scope.trace(u"%s", long_text.c_str());
     scope.trace(u"%%s stays");
+    scope.trace(u"%d of %d", 0, 5);  // a literal 0 is an argument, not a dump's null pointer
   }
   const auto written = lines();
-  ASSERT_EQ(written.size(), 5u);
+  ASSERT_EQ(written.size(), 6u);
+  EXPECT_EQ(written[4], "[10:15:30:25]    0 of 5");
   EXPECT_EQ(written[0], "[10:15:30:25]  > 100%d done");
   EXPECT_EQ(written[1], "[10:15:30:25]    12 items from disk, 40% !");
   EXPECT_EQ(written[2], "[10:15:30:25]    " + std::string(1023, 'y')) << "cut at 1023 units";
   EXPECT_EQ(written[3], "[10:15:30:25]    %s stays");
-  EXPECT_EQ(written[4], "[10:15:30:25]  < 100%d done");
+  EXPECT_EQ(written[5], "[10:15:30:25]  < 100%d done");
 }
 
 TEST_F(Traced, DumpRowsHaveFixedColumns) {
@@ -152,6 +154,7 @@ TEST_F(Traced, DumpRowsHaveFixedColumns) {
     scope.trace(u"Mixed", mixed, 8);
     scope.trace(u"Sixteen", bytes.data(), 16);
     scope.trace(u"Seventeen", bytes.data(), 17);
+    scope.trace(u"Chars", "A%", 2);
   }
   EXPECT_EQ(lines(), (std::vector<std::string>{
                          "[10:15:30:25]  > d",
@@ -165,6 +168,8 @@ TEST_F(Traced, DumpRowsHaveFixedColumns) {
                          pre + "Seventeen",
                          pre + "41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f 50 ABCDEFGHIJKLMNOP",
                          pre + "51 " + std::string(45, ' ') + "Q",
+                         pre + "Chars",
+                         pre + "41 25 " + std::string(42, ' ') + "A%",
                          "[10:15:30:25]  < d",
                      }));
 }
