@@ -100,8 +100,10 @@ class KOV_EXPORT Kov_diag_main {
   void create_filename();
   // Records the calling thread; true when it differs from the last writer.
   bool is_new_thread();
-  // Opens the next file and writes its header; m_lock is held.
+  // Opens the next file and puts its header into m_line; m_lock is held.
   void open_file(nev::Nev_status& status);
+  // Appends the marker of m_last_thread to `text`.
+  void append_marker(std::u16string& text) const;
 
   std::uint16_t m_level = 0;
   std::uint16_t m_sequence = 0;  // number of the next numbered file name
@@ -115,7 +117,7 @@ class KOV_EXPORT Kov_diag_main {
   nev::Nev_file m_file;
   nev::Nev_console m_console = nullptr;
   std::uint32_t m_last_thread = 0;  // id of the last writer; 0 after every opening
-  std::u16string m_line;            // scratch for a line with its CR LF, under m_lock
+  std::u16string m_line;            // what one write puts out, under m_lock
 };
 
 // A trace scope: entry and exit lines, messages and dumps at one level.

@@ -118,14 +118,13 @@ void Kov_diag_main::write(const std::u16string& line) { write_units(line.data(),
 void Kov_diag_main::write_units(const char16_t* units, std::size_t count) {
   std::lock_guard<nev::Nev_critical> hold(m_lock);
   nev::Nev_status status;
+  // Header, marker and line are gathered and go out in one Nev_file::write:
+  // the file holds exactly what separate writes would give, a line is never
+  // split, and a change of writer costs no extra system call.
+  m_line.clear();
   if (!m_file.is_open()) open_file(status);
-  if (is_new_thread()) {
-    char16_t marker[64];
-    nev::nev_swprintf(marker, 64, MARKER_FORMAT, static_cast<unsigned>(m_last_thread));
-    write_to_output(marker, status);
-  }
-  // One Nev_file::write per line, so a line is never split in the file.
-  m_line.assign(units, count);
+  if (is_new_thread()) append_marker(m_line);
+  m_line.append(units, count);
   m_line.append(u"\r\n");
   write_to_output(m_line, status);
 }
@@ -138,8 +137,14 @@ void Kov_diag_main::open_file(nev::Nev_status& status) {
   // shows it even when the file is lost.
   std::u16string header;
   nev::Nev_date::today().to_string(HEADER_FORMAT, header);
-  write_to_output(header, status);
+  m_line.append(header);
   m_last_thread = 0;
+}
+
+void Kov_diag_main::append_marker(std::u16string& text) const {
+  char16_t marker[64];
+  const int length = nev::nev_swprintf(marker, 64, MARKER_FORMAT, static_cast<unsigned>(m_last_thread));
+  if (length > 0) text.append(marker, static_cast<std::size_t>(length));
 }
 
 void Kov_diag_main::create_filename() {
