@@ -17,6 +17,8 @@ namespace kov {
 
 namespace {
 
+// Capacity of the line scratch kept between writes, in code units.
+constexpr std::size_t LINE_KEEP_CAPACITY = 16384;
 // Attempts at m_lock before a writer blocks on it.
 constexpr int LOCK_SPIN_ATTEMPTS = 2000;
 const char16_t* const DEFAULT_PATH = u".";
@@ -130,6 +132,8 @@ void Kov_diag_main::write_units(const char16_t* units, std::size_t count) {
   m_line.append(units, count);
   m_line.append(u"\r\n");
   write_to_output(m_line, status);
+  // A rare long line does not pin its memory for the object's lifetime.
+  if (m_line.capacity() > LINE_KEEP_CAPACITY) std::u16string().swap(m_line);
 }
 
 void Kov_diag_main::take_lock() {
