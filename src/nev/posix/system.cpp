@@ -104,7 +104,26 @@ bool environment_variable(const std::u16string& name, std::u16string& value) {
   return true;
 }
 
-std::uint32_t thread_id() noexcept { return static_cast<std::uint32_t>(gettid()); }
+namespace {
+
+// The calling thread's id once asked; 0 before. Asking is a system call and
+// the diagnostics ask on every line, while a thread's id never changes. A
+// forked child starts with the forking thread's copy, which the fork
+// handler clears.
+thread_local std::uint32_t cached_thread_id = 0;
+
+void forget_thread_id() noexcept { cached_thread_id = 0; }
+
+}  // namespace
+
+std::uint32_t thread_id() noexcept {
+  if (cached_thread_id == 0) {
+    static const int registered = pthread_atfork(nullptr, nullptr, forget_thread_id);
+    static_cast<void>(registered);
+    cached_thread_id = static_cast<std::uint32_t>(gettid());
+  }
+  return cached_thread_id;
+}
 
 bool console_alloc() noexcept { return true; }
 

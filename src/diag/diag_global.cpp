@@ -1,0 +1,118 @@
+// Kov_diag_global: the process's one diagnostic object, and a service's
+// diagnostic parameters in the registry.
+#include <stdexcept>
+
+#include "diag/service_keys.h"
+#include "kov/codes.h"
+#include "kov/diag.h"
+#include "nev/registry.h"
+
+namespace kov {
+
+Kov_diag_main* Kov_diag_global::m_global_p = nullptr;
+
+namespace {
+
+std::u16string service_key(const std::u16string& service) { return detail::SERVICES_KEY + service; }
+
+// The root of HKEY_LOCAL_MACHINE on `machine` (this machine when empty).
+// `connected` tells whether a connection was made that must be given back.
+nev::Nev_hkey connect(const std::u16string& machine, bool& connected, nev::Nev_status& status) {
+  connected = false;
+  if (machine.empty()) return nev::NEV_HKEY_LOCAL_MACHINE;
+  nev::Nev_hkey root = nev::nev_connect_reg_root(machine, nev::NEV_HKEY_LOCAL_MACHINE, status);
+  connected = status.ok();
+  return root;
+}
+
+void disconnect(nev::Nev_hkey root, bool connected) {
+  if (!connected) return;
+  nev::Nev_status ignored;
+  nev::nev_disconnect_reg_root(root, ignored);
+}
+
+// Pushes the code of a failed read or write: the machine form when a
+// machine was named.
+void push_failure(std::uint32_t local_code, std::uint32_t machine_code, const std::u16string& machine,
+                  const std::u16string& service, nev::Nev_status& status) {
+  if (machine.empty()) {
+    status.push(local_code, nev::Nev_wstring_status_arg(service));
+  } else {
+    status.push(machine_code, nev::Nev_wstring_status_arg(service), nev::Nev_wstring_status_arg(machine));
+  }
+}
+
+}  // namespace
+
+void Kov_diag_global::initialise() {
+  if (m_global_p == nullptr) m_global_p = new Kov_diag_main();
+}
+
+void Kov_diag_global::initialise(Kov_diag_main* diag) {
+  if (m_global_p != nullptr) return;
+  if (diag == nullptr) throw std::invalid_argument("Null pointer given to Kov_diag_global::initialise()");
+  m_global_p = diag;
+}
+
+void Kov_diag_global::initialise(const std::u16string& service) {
+  if (m_global_p == nullptr) {
+    m_global_p = new Kov_diag_main(service);
+    return;
+  }
+  std::u16string path = u".";
+  std::u16string name = u"default.dgn";
+  std::uint16_t level = 0;
+  nev::Nev_status status;
+  get_service_parameters(u"", service, path, name, level, status);
+  // All three values or none: a partial read leaves the object as it is.
+  if (status.ok()) m_global_p->reset(path, name, level);
+}
+
+Kov_diag_main& Kov_diag_global::global() {
+  initialise();
+  return *m_global_p;
+}
+
+void Kov_diag_global::get_service_parameters(const std::u16string& machine, const std::u16string& service,
+                                             std::u16string& path, std::u16string& name, std::uint16_t& level,
+                                             nev::Nev_status& status) {
+  const std::u16string key = service_key(service);
+  status.clear();
+  bool connected = false;
+  const nev::Nev_hkey root = connect(machine, connected, status);
+  if (status.ok()) {
+    nev::nev_get_reg_string_value(root, key, detail::PARAMETERS_SUBKEY, detail::PATH_VALUE_NAME, path, status);
+  }
+  if (status.ok()) {
+    nev::nev_get_reg_string_value(root, key, detail::PARAMETERS_SUBKEY, detail::NAME_VALUE_NAME, name, status);
+  }
+  if (status.ok()) {
+    std::uint32_t value = 0;
+    nev::nev_get_reg_uint_value(root, key, detail::PARAMETERS_SUBKEY, detail::LEVEL_VALUE_NAME, value, status);
+    if (status.ok()) level = static_cast<std::uint16_t>(value);
+  }
+  if (!status.ok()) push_failure(KOV_E_DIAG_READ, KOV_E_DIAG_READ_MACHINE, machine, service, status);
+  disconnect(root, connected);
+}
+
+void Kov_diag_global::set_service_parameters(const std::u16string& machine, const std::u16string& service,
+                                             const std::u16string& path, const std::u16string& name,
+                                             std::uint16_t level, nev::Nev_status& status) {
+  const std::u16string key = service_key(service);
+  status.clear();
+  bool connected = false;
+  const nev::Nev_hkey root = connect(machine, connected, status);
+  if (status.ok()) {
+    nev::nev_set_reg_string_value(root, key, detail::PARAMETERS_SUBKEY, detail::PATH_VALUE_NAME, path, status);
+  }
+  if (status.ok()) {
+    nev::nev_set_reg_string_value(root, key, detail::PARAMETERS_SUBKEY, detail::NAME_VALUE_NAME, name, status);
+  }
+  if (status.ok()) {
+    nev::nev_set_reg_uint_value(root, key, detail::PARAMETERS_SUBKEY, detail::LEVEL_VALUE_NAME, level, status);
+  }
+  if (!status.ok()) push_failure(KOV_E_DIAG_WRITE, KOV_E_DIAG_WRITE_MACHINE, machine, service, status);
+  disconnect(root, connected);
+}
+
+}  // namespace kov

@@ -1,0 +1,184 @@
+// Kov_diag_main: the diagnostic file and console.
+//
+// A file is a sequence of 16-bit code units as they lie in memory, with no
+// byte-order mark: a creation header, a thread marker, then lines, each
+// ended by CR LF, with a marker wherever the writing thread changes. The
+// lock is held across file and console output so that one write's header,
+// marker and line stand together.
+#include <mutex>
+
+#include "diag/service_keys.h"
+#include "kov/diag.h"
+#include "nev/registry.h"
+#include "nev/strings.h"
+#include "nev/time.h"
+
+namespace kov {
+
+namespace {
+
+const char16_t* const DEFAULT_PATH = u".";
+const char16_t* const DEFAULT_NAME = u"default.dgn";
+const char16_t* const HEADER_FORMAT = u"**** Diagnostic file created: %A %d %B %Y ****\r\n";
+const char16_t* const MARKER_FORMAT = u"**** Switch to thread %.4x ****\r\n";
+
+// The environment variable's value, or `fallback` when it is not set.
+std::u16string environment_or(const char16_t* variable, const char16_t* fallback) {
+  std::u16string value;
+  if (!nev::nev_getenv(variable, value)) return fallback;
+  return value;
+}
+
+// `number` in decimal in a field of exactly `width` units: padded on the
+// left with zeros, or cut to its leading digits when it is wider, as "%0*d"
+// into a buffer of `width` units gives it.
+std::u16string number_field(std::uint16_t number, std::uint32_t width) {
+  char16_t digits[8];
+  const int count = nev::nev_swprintf(digits, 8, u"%u", static_cast<unsigned>(number));
+  const std::uint32_t length = count > 0 ? static_cast<std::uint32_t>(count) : 0;
+  if (length >= width) return std::u16string(digits, width);
+  std::u16string field(width - length, u'0');
+  field.append(digits, length);
+  return field;
+}
+
+}  // namespace
+
+Kov_diag_main::Kov_diag_main() : m_lock(false) {
+  path(environment_or(u"DGN_FILEPATH", DEFAULT_PATH));
+  name(environment_or(u"DGN_FILENAME", DEFAULT_NAME));
+  std::u16string level_text;
+  const bool has_level = nev::nev_getenv(u"DGN_TRACELEVEL", level_text);
+  level(has_level ? static_cast<std::uint16_t>(nev::nev_wtoi(level_text.c_str())) : 0);
+}
+
+Kov_diag_main::Kov_diag_main(const std::u16string& service) : m_lock(false) {
+  std::u16string service_path = DEFAULT_PATH;
+  std::u16string service_name = DEFAULT_NAME;
+  std::uint16_t service_level = 0;
+  nev::Nev_status status;
+  // Whatever was read before a failure counts; the status is not examined.
+  Kov_diag_global::get_service_parameters(u"", service, service_path, service_name, service_level, status);
+  path(service_path);
+  name(service_name);
+  level(service_level);
+
+  std::uint32_t console = 0;
+  nev::nev_get_reg_uint_parameter(service, detail::CONSOLE_VALUE_NAME, console, status);
+  if (console == 1) {
+    nev::nev_alloc_console();
+    m_console = nev::nev_get_std_output();
+  }
+}
+
+Kov_diag_main::~Kov_diag_main() { close(); }
+
+void Kov_diag_main::level(std::uint16_t level) {
+  m_level = level;
+  if (level == 0) close();
+}
+
+void Kov_diag_main::path(const std::u16string& path) { m_path = path; }
+
+void Kov_diag_main::name(const std::u16string& name) {
+  m_name = name;
+  m_width = 0;
+  m_marker = 0;
+  m_tail = 0;
+  const std::size_t marker = m_name.find(u'%');
+  if (marker != std::u16string::npos) {
+    std::size_t i = marker + 1;
+    while (i < m_name.size() && nev::nev_iswdigit(m_name[i])) {
+      m_width = m_width * 10 + static_cast<std::uint32_t>(m_name[i] - u'0');
+      ++i;
+    }
+    m_marker = static_cast<std::uint32_t>(marker);
+    m_tail = static_cast<std::uint32_t>(i);
+  }
+  close();
+}
+
+void Kov_diag_main::reset(const std::u16string& path, const std::u16string& name, std::uint16_t level) {
+  this->path(path);
+  this->name(name);
+  this->level(level);
+}
+
+void Kov_diag_main::close() {
+  std::lock_guard<nev::Nev_critical> hold(m_lock);
+  if (m_file.is_open()) m_file.close();
+  if (m_console != nullptr) {
+    nev::nev_free_console();
+    m_console = nullptr;
+  }
+}
+
+void Kov_diag_main::write(const std::u16string& line) { write_units(line.data(), line.size()); }
+
+void Kov_diag_main::write_units(const char16_t* units, std::size_t count) {
+  std::lock_guard<nev::Nev_critical> hold(m_lock);
+  nev::Nev_status status;
+  // Header, marker and line are gathered and go out in one Nev_file::write:
+  // the file holds exactly what separate writes would give, a line is never
+  // split, and a change of writer costs no extra system call.
+  m_line.clear();
+  if (!m_file.is_open()) open_file(status);
+  if (is_new_thread()) append_marker(m_line);
+  m_line.append(units, count);
+  m_line.append(u"\r\n");
+  write_to_output(m_line, status);
+}
+
+void Kov_diag_main::open_file(nev::Nev_status& status) {
+  create_filename();
+  const nev::Nev_path full(m_path, m_filename);
+  m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, 0, nev::NEV_FILE_SHARE_NONE, status, nullptr);
+  // The header goes out whether the opening succeeded or not: a console
+  // shows it even when the file is lost.
+  std::u16string header;
+  nev::Nev_date::today().to_string(HEADER_FORMAT, header);
+  m_line.append(header);
+  m_last_thread = 0;
+}
+
+void Kov_diag_main::append_marker(std::u16string& text) const {
+  char16_t marker[64];
+  const int length = nev::nev_swprintf(marker, 64, MARKER_FORMAT, static_cast<unsigned>(m_last_thread));
+  if (length > 0) text.append(marker, static_cast<std::size_t>(length));
+}
+
+void Kov_diag_main::create_filename() {
+  if (m_width == 0) {
+    m_filename = m_name;
+    return;
+  }
+  m_filename.assign(m_name, 0, m_marker);
+  m_filename.append(number_field(m_sequence, m_width));
+  m_filename.append(m_name, m_tail, std::u16string::npos);
+  ++m_sequence;  // 65535 wraps to 0
+}
+
+bool Kov_diag_main::is_new_thread() {
+  const std::uint32_t thread = nev::nev_current_thread_id();
+  if (thread == m_last_thread) return false;
+  m_last_thread = thread;
+  return true;
+}
+
+void Kov_diag_main::write_to_output(const std::u16string& text, nev::Nev_status& status) {
+  if (m_file.is_open()) {
+    m_file.write(text.data(), static_cast<std::uint32_t>(text.size() * sizeof(char16_t)), status);
+  }
+  if (m_console == nullptr || text.empty()) return;
+  // A console that takes nothing ends the loop: the rest of the text is
+  // dropped rather than holding the lock for ever.
+  std::size_t done = 0;
+  while (done < text.size()) {
+    std::uint32_t written = 0;
+    const auto remaining = static_cast<std::uint32_t>(text.size() - done);
+    if (!nev::nev_write_console(m_console, text.data() + done, remaining, &written) || written == 0) break;
+    done += written;
+  }
+}
+
+}  // namespace kov

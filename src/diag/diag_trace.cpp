@@ -1,0 +1,198 @@
+// Kov_diag_trace: the enabled path of a trace scope.
+//
+// A line is "[hh:mm:ss:cc]" (cc the hundredths of the second, truncated),
+// trace_depth times indent_step spaces, a two-unit prefix, then the text.
+// Kov_diag_main::write adds the line end and the thread markers.
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <memory>
+
+#include "entry/statics.h"
+#include "kov/diag.h"
+#include "nev/strings.h"
+#include "nev/time.h"
+
+namespace kov {
+
+namespace {
+
+// How many enabled scopes the calling thread is inside. The library's only
+// thread-local variable.
+thread_local std::uint16_t trace_depth = 0;
+
+constexpr std::size_t STAMP_LENGTH = 13;
+constexpr std::int64_t MICROS_PER_SECOND = 1000000;
+
+// The local hour, minute and second of the latest UTC second seen by any
+// thread, packed as (UTC second << 17) | (hour << 12) | (minute << 6) |
+// second; 0 when none yet. Turning the clock into local time costs several
+// times a reading of the clock (zone rules, calendar arithmetic), and a
+// line needs it only once per second: within one UTC second the local
+// offset cannot change, so the cached fields plus the reading's
+// microseconds are exactly what Nev_time::now() would give.
+std::atomic<std::uint64_t> second_cache{0};
+constexpr int CACHE_SHIFT = 17;
+constexpr std::int64_t CACHE_SECONDS_LIMIT = std::int64_t{1} << 40;
+
+nev::Nev_time time_now() {
+  const std::int64_t utc = nev::nev_clock_now();
+  const std::int64_t second = utc / MICROS_PER_SECOND;
+  const int micros = static_cast<int>(utc % MICROS_PER_SECOND);
+  const bool cacheable = utc >= 0 && second < CACHE_SECONDS_LIMIT;
+  const std::uint64_t packed = second_cache.load(std::memory_order_relaxed);
+  if (cacheable && packed != 0 && static_cast<std::int64_t>(packed >> CACHE_SHIFT) == second) {
+    return nev::Nev_time(static_cast<int>((packed >> 12) & 0x1F), static_cast<int>((packed >> 6) & 0x3F),
+                         static_cast<int>(packed & 0x3F), micros);
+  }
+  const nev::Nev_time fresh = nev::Nev_time::now();
+  // The second reading is later than the first; when its microseconds are
+  // not smaller, both lie in the same UTC second and the fields may be kept.
+  if (cacheable && fresh.microseconds() >= micros) {
+    second_cache.store((static_cast<std::uint64_t>(second) << CACHE_SHIFT) |
+                           (static_cast<std::uint64_t>(fresh.hours()) << 12) |
+                           (static_cast<std::uint64_t>(fresh.minutes()) << 6) |
+                           static_cast<std::uint64_t>(fresh.seconds()),
+                       std::memory_order_relaxed);
+  }
+  return fresh;
+}
+
+constexpr std::size_t DUMP_ROW_BYTES = 16;
+constexpr char16_t HEX_DIGITS[] = u"0123456789abcdef";
+
+char16_t* put_two_digits(char16_t* out, int value) {
+  out[0] = static_cast<char16_t>(u'0' + (value / 10) % 10);
+  out[1] = static_cast<char16_t>(u'0' + value % 10);
+  return out + 2;
+}
+
+// "[hh:mm:ss:cc]" for `time`. The digits are formed here rather than through
+// a format string: this runs for every traced line.
+char16_t* put_stamp(char16_t* out, const nev::Nev_time& time) {
+  *out++ = u'[';
+  out = put_two_digits(out, time.hours());
+  *out++ = u':';
+  out = put_two_digits(out, time.minutes());
+  *out++ = u':';
+  out = put_two_digits(out, time.seconds());
+  *out++ = u':';
+  out = put_two_digits(out, time.microseconds() / 10000);
+  *out++ = u']';
+  return out;
+}
+
+constexpr std::size_t PREFIX_LENGTH = 2;
+// A line fits on the stack up to 128 levels at the default step.
+constexpr std::size_t INLINE_INDENT = 256;
+constexpr std::size_t INLINE_UNITS = STAMP_LENGTH + INLINE_INDENT + PREFIX_LENGTH + Kov_diag_trace::MESSAGE_LIMIT;
+
+// The units of one line: on the stack while they fit, else on the heap.
+class Line_buffer {
+ public:
+  // Room for the stamp, `indent` spaces, a prefix and `text_room` units.
+  Line_buffer(std::size_t indent, std::size_t text_room) : m_begin(m_inline) {
+    const std::size_t size = STAMP_LENGTH + indent + PREFIX_LENGTH + text_room;
+    if (size > INLINE_UNITS) {
+      m_heap.reset(new char16_t[size]);
+      m_begin = m_heap.get();
+    }
+  }
+  Line_buffer(const Line_buffer&) = delete;
+  Line_buffer& operator=(const Line_buffer&) = delete;
+
+  char16_t* begin() { return m_begin; }
+
+ private:
+  char16_t m_inline[INLINE_UNITS];
+  std::unique_ptr<char16_t[]> m_heap;
+  char16_t* m_begin;
+};
+
+// The indentation of the calling thread's current depth.
+std::size_t current_indent() { return static_cast<std::size_t>(trace_depth) * detail::indent_step; }
+
+// Writes the stamp, the indentation and the two-unit prefix; returns where
+// the text goes.
+char16_t* start_line(char16_t* out, std::size_t indent, const char16_t* prefix) {
+  out = put_stamp(out, time_now());
+  out = std::fill_n(out, indent, u' ');
+  *out++ = prefix[0];
+  *out++ = prefix[1];
+  return out;
+}
+
+// Printable in the default locale: 0x20 to 0x7E. Fixed here so that a
+// program's own locale does not change what a dump looks like.
+bool is_printable(std::uint8_t byte) { return byte >= 0x20 && byte <= 0x7E; }
+
+// One dump row of up to 16 bytes: "%02x " per byte, three spaces per missing
+// byte (so the hex column is always 48 wide), then the printable column.
+std::u16string dump_row(const std::uint8_t* bytes, std::size_t count) {
+  std::u16string row;
+  row.reserve(DUMP_ROW_BYTES * 4);
+  for (std::size_t i = 0; i < count; ++i) {
+    row.push_back(HEX_DIGITS[bytes[i] >> 4]);
+    row.push_back(HEX_DIGITS[bytes[i] & 0x0F]);
+    row.push_back(u' ');
+  }
+  row.append((DUMP_ROW_BYTES - count) * 3, u' ');
+  for (std::size_t i = 0; i < count; ++i) row.push_back(is_printable(bytes[i]) ? bytes[i] : u'.');
+  return row;
+}
+
+}  // namespace
+
+void Kov_diag_trace::enter() {
+  ++trace_depth;
+  try {
+    write(u"> ", m_name_p);
+  } catch (...) {
+    // The scope is not made: take its depth back before the exception goes on.
+    --trace_depth;
+    throw;
+  }
+}
+
+void Kov_diag_trace::leave() {
+  // A destructor must not throw: an exit line that cannot be built is lost.
+  try {
+    write(u"< ", m_name_p);
+  } catch (...) {
+  }
+  --trace_depth;
+}
+
+void Kov_diag_trace::trace_message(const char16_t* format, std::va_list args) {
+  // The message is formatted in place behind the prefix. The formatter cuts
+  // what does not fit, so a longer message is shortened.
+  const std::size_t indent = current_indent();
+  Line_buffer line(indent, MESSAGE_LIMIT);
+  char16_t* text = start_line(line.begin(), indent, u"  ");
+  text[0] = u'\0';
+  const int written = nev::nev_vswprintf(text, MESSAGE_LIMIT, format, args);
+  const std::size_t length = written >= 0 ? static_cast<std::size_t>(written) : nev::nev_wcslen(text);
+  m_diag_p->write_units(line.begin(), static_cast<std::size_t>(text - line.begin()) + length);
+}
+
+void Kov_diag_trace::dump(const char16_t* text, const std::uint8_t* bytes, std::uint16_t length) {
+  char16_t heading[MESSAGE_LIMIT];
+  heading[0] = u'\0';
+  nev::nev_swprintf(heading, MESSAGE_LIMIT, text);
+  write(u"  ", heading);
+  for (std::size_t offset = 0; offset < length; offset += DUMP_ROW_BYTES) {
+    const std::size_t count = std::min<std::size_t>(DUMP_ROW_BYTES, length - offset);
+    // The row is text, not a format: a "%" in it stays as it is.
+    write(u"  ", dump_row(bytes + offset, count).c_str());
+  }
+}
+
+void Kov_diag_trace::write(const char16_t* prefix, const char16_t* text) {
+  const std::size_t indent = current_indent();
+  const std::size_t length = nev::nev_wcslen(text);
+  Line_buffer line(indent, length);
+  char16_t* end = std::copy_n(text, length, start_line(line.begin(), indent, prefix));
+  m_diag_p->write_units(line.begin(), static_cast<std::size_t>(end - line.begin()));
+}
+
+}  // namespace kov
