@@ -100,6 +100,8 @@ class KOV_EXPORT Kov_diag_main {
   void create_filename();
   // Records the calling thread; true when it differs from the last writer.
   bool is_new_thread();
+  // Takes m_lock, trying for a while before blocking.
+  void take_lock();
   // Opens the next file and puts its header into m_line; m_lock is held.
   void open_file(nev::Nev_status& status);
   // Appends the marker of m_last_thread to `text`.

@@ -17,6 +17,10 @@ namespace kov {
 
 namespace {
 
+// Capacity of the line scratch kept between writes, in code units.
+constexpr std::size_t LINE_KEEP_CAPACITY = 16384;
+// Attempts at m_lock before a writer blocks on it.
+constexpr int LOCK_SPIN_ATTEMPTS = 2000;
 const char16_t* const DEFAULT_PATH = u".";
 const char16_t* const DEFAULT_NAME = u"default.dgn";
 const char16_t* const HEADER_FORMAT = u"**** Diagnostic file created: %A %d %B %Y ****\r\n";
@@ -116,7 +120,8 @@ void Kov_diag_main::close() {
 void Kov_diag_main::write(const std::u16string& line) { write_units(line.data(), line.size()); }
 
 void Kov_diag_main::write_units(const char16_t* units, std::size_t count) {
-  std::lock_guard<nev::Nev_critical> hold(m_lock);
+  take_lock();
+  std::lock_guard<nev::Nev_critical> hold(m_lock, std::adopt_lock);
   nev::Nev_status status;
   // Header, marker and line are gathered and go out in one Nev_file::write:
   // the file holds exactly what separate writes would give, a line is never
@@ -127,6 +132,18 @@ void Kov_diag_main::write_units(const char16_t* units, std::size_t count) {
   m_line.append(units, count);
   m_line.append(u"\r\n");
   write_to_output(m_line, status);
+  // A rare long line does not pin its memory for the object's lifetime.
+  if (m_line.capacity() > LINE_KEEP_CAPACITY) std::u16string().swap(m_line);
+}
+
+void Kov_diag_main::take_lock() {
+  // The holder is most often inside one file write of a microsecond or two.
+  // Going to sleep and being woken costs more than that, on every change
+  // of writer, so a writer tries again for a while before it blocks.
+  for (int attempt = 0; attempt < LOCK_SPIN_ATTEMPTS; ++attempt) {
+    if (m_lock.try_lock()) return;
+  }
+  m_lock.lock();
 }
 
 void Kov_diag_main::open_file(nev::Nev_status& status) {
