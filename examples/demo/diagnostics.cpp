@@ -85,6 +85,8 @@ void demo_diagnostics() {
   const fs::path file = find_diagnostic_file();
   std::printf("\nThe file %s, read back as text:\n", file.filename().string().c_str());
   print_utf16_file(file);
+  std::printf("  (explain_everything, a scope of level 5, left no line: the service traces at\n"
+              "  level 3.)\n");
 }
 
 }  // namespace demo

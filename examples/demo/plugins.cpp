@@ -57,6 +57,15 @@ gan::Gan_base* create(const char16_t* plugin, const _GUID& type, std::uint32_t i
   return object;
 }
 
+// The version rule by itself: a different minor half is only a notice.
+void show_minor_mismatch() {
+  nev::Nev_status notice;
+  kov::kov_plugin_check_version(u"TallyA", 0x20000, 0x20001, notice);
+  std::printf("\nThe version rule by itself: asking for 2.0 where 2.1 is registered is a notice:\n");
+  say(u"  " + status_text(notice));
+  std::printf("    work goes on: %s\n", notice.ok() ? "yes" : "no");
+}
+
 void tidy(const char* when) {
   nev::Nev_status status;
   kov::kov_plugin_tidy_libraries(status);
@@ -89,6 +98,7 @@ void demo_plugins() {
   gan::Gan_base* square = create(u"Shapes", kovsample::SQUARE_TYPE, 0x10000);
   gan::Gan_base* tally = create(u"TallyA", kovsample::TALLY_TYPE, 0x20000);
   create(u"TallyB", kovsample::TALLY_TYPE, 0x10000);  // major 1 asked, 2 registered: refused
+  show_minor_mismatch();
 
   std::printf("\nEnding the shapes and tidying while the tally is still alive:\n");
   for (gan::Gan_base* shape : {circle, square}) {
