@@ -20,6 +20,10 @@ namespace nev {
 
 // The value of environment variable `name`; false when it is not set.
 NEV_EXPORT bool nev_getenv(const std::u16string& name, std::u16string& value);
+// Sets environment variable `name` to `value` for this process and the
+// programs it starts, replacing any value; false when that failed. Not to be
+// called while another thread reads the environment.
+NEV_EXPORT bool nev_setenv(const std::u16string& name, const std::u16string& value);
 // The calling thread's id: not 0, distinct among threads that run at once.
 NEV_EXPORT std::uint32_t nev_current_thread_id() noexcept;
 

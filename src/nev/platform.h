@@ -77,6 +77,8 @@ bool library_unload(void* library, std::u16string& reason);
 
 // The value of environment variable `name`; false when it is not set.
 bool environment_variable(const std::u16string& name, std::u16string& value);
+// Sets environment variable `name` to `value`, replacing any value.
+bool set_environment_variable(const std::u16string& name, const std::u16string& value);
 // The calling thread's id, never 0.
 std::uint32_t thread_id() noexcept;
 // Gives the process a console if it has none.

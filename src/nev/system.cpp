@@ -24,6 +24,10 @@ bool nev_getenv(const std::u16string& name, std::u16string& value) {
   return platform::environment_variable(name, value);
 }
 
+bool nev_setenv(const std::u16string& name, const std::u16string& value) {
+  return platform::set_environment_variable(name, value);
+}
+
 std::uint32_t nev_current_thread_id() noexcept { return platform::thread_id(); }
 
 bool nev_alloc_console() noexcept { return platform::console_alloc(); }

@@ -21,6 +21,13 @@ TEST(NevSystem, EnvironmentAndThreadIds) {
   std::u16string value;
   EXPECT_TRUE(nev_getenv(u"NEV_TEST_VARIABLE", value));
   EXPECT_EQ(value, u"Gr\u00FC\u00DFe \U0001F600");
+  // nev_setenv replaces the value, and what it sets is seen in UTF-8 by the
+  // C library, so programs started afterwards inherit it.
+  EXPECT_TRUE(nev_setenv(u"NEV_TEST_VARIABLE", u"\u00E9t\u00E9"));
+  EXPECT_TRUE(nev_getenv(u"NEV_TEST_VARIABLE", value));
+  EXPECT_EQ(value, u"\u00E9t\u00E9");
+  EXPECT_STREQ(getenv("NEV_TEST_VARIABLE"), "\xC3\xA9t\xC3\xA9");
+  EXPECT_FALSE(nev_setenv(u"NEV=BROKEN", u"x"));
   unsetenv("NEV_TEST_VARIABLE");
   EXPECT_FALSE(nev_getenv(u"NEV_TEST_VARIABLE", value));
 

@@ -104,6 +104,10 @@ bool environment_variable(const std::u16string& name, std::u16string& value) {
   return true;
 }
 
+bool set_environment_variable(const std::u16string& name, const std::u16string& value) {
+  return ::setenv(nev_to_utf8(name).c_str(), nev_to_utf8(value).c_str(), 1) == 0;
+}
+
 namespace {
 
 // The calling thread's id once asked; 0 before. Asking is a system call and
