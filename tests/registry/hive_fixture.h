@@ -11,6 +11,7 @@
 
 #include "nev/registry.h"
 #include "nev/status.h"
+#include "nev/strings.h"
 
 class Hive_test : public ::testing::Test {
  protected:
@@ -38,3 +39,12 @@ class Hive_test : public ::testing::Test {
 // Asserts that `status` is good, showing its text when it is not.
 #define EXPECT_STATUS_OK(status) EXPECT_TRUE((status).ok()) << nev::nev_to_utf8(nev::nev_status_text(status))
 #define ASSERT_STATUS_OK(status) ASSERT_TRUE((status).ok()) << nev::nev_to_utf8(nev::nev_status_text(status))
+
+// The string value `name` of root\key, expecting to read it.
+inline std::u16string text_of(nev::Nev_hkey root, const std::u16string& key, const std::u16string& name) {
+  nev::Nev_status status;
+  std::u16string text;
+  nev::nev_get_reg_string_value(root, key, u"", name, text, status);
+  EXPECT_STATUS_OK(status);
+  return text;
+}
