@@ -1,11 +1,13 @@
-// Checks that a call raises a given exception type with exactly a given text.
+// Checks that a call raises a given exception type (std::runtime_error unless
+// named) with exactly a given text.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
-template <class Exception, class Call>
+template <class Exception = std::runtime_error, class Call>
 void expect_message(Call call, const std::string& text) {
   try {
     call();

@@ -5,32 +5,30 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #ifdef KOVPROP_PATH
 
 namespace {
 
-struct Tool_run {
-  int exit_code;
-  std::string output;  // standard output and standard error together
-};
-
-Tool_run run_kovprop(const std::string& arguments) {
+// The exit code, and standard output and standard error together.
+std::pair<int, std::string> run_kovprop(const std::string& arguments) {
   const std::string command = std::string("'") + KOVPROP_PATH + "' " + arguments + " 2>&1";
-  Tool_run run{-1, ""};
+  std::pair<int, std::string> run{-1, ""};
   FILE* pipe = popen(command.c_str(), "r");
   if (pipe == nullptr) return run;
   char buffer[256];
-  std::size_t got;
-  while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) run.output.append(buffer, got);
+  while (const std::size_t got = std::fread(buffer, 1, sizeof buffer, pipe)) run.second.append(buffer, got);
   const int status = pclose(pipe);
-  run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  run.first = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return run;
 }
 
 // encode prints the stored text; decode prints type, display text and stored
-// text, or the conversion's message with exit code 1.
-TEST(Kovprop, EncodeAndDecode) {
+// text, or the conversion's message with exit code 1; bad arguments print the
+// usage and exit with 2.
+TEST(Kovprop, ExitCodesAndOutput) {
+  const char* const usage = "usage: kovprop";  // expected somewhere in the output
   struct Case {
     const char* arguments;
     int exit_code;
@@ -56,33 +54,24 @@ TEST(Kovprop, EncodeAndDecode) {
       {"decode '$Iabc'", 1, "kovprop: Not a valid integer\n"},
       {"decode '$D000250:09:04:13:31:02:1999'", 1, "kovprop: Not a valid date and time\n"},
       {"decode '$T500000:00:01:02:3'", 1, "kovprop: Not a valid time period\n"},
+      {"", 2, usage},
+      {"frobnicate", 2, usage},
+      {"decode", 2, usage},
+      {"encode --int", 2, usage},
+      {"encode --int 2147483648", 2, usage},
+      {"encode --bool maybe", 2, usage},
+      {"encode --colour red", 2, usage},
+      {"encode --date-time '1999-02-29 00:00:00'", 2, usage},
+      {"encode --date-time '1999-07-05 13:04:09.1234567'", 2, usage},
+      {"encode --date-time '1999-07-05'", 2, usage},
+      {"encode --period '-1 00:00:00'", 2, usage},
+      {"encode --period '3 02:61:00'", 2, usage},
   };
   for (const Case& c : cases) {
-    const Tool_run run = run_kovprop(c.arguments);
-    EXPECT_EQ(run.exit_code, c.exit_code) << c.arguments;
-    EXPECT_EQ(run.output, c.output) << c.arguments;
-  }
-}
-
-TEST(Kovprop, BadArgumentsGiveUsageAndExitTwo) {
-  const char* const cases[] = {
-      "",
-      "frobnicate",
-      "decode",
-      "encode --int",
-      "encode --int 2147483648",
-      "encode --bool maybe",
-      "encode --colour red",
-      "encode --date-time '1999-02-29 00:00:00'",
-      "encode --date-time '1999-07-05 13:04:09.1234567'",
-      "encode --date-time '1999-07-05'",
-      "encode --period '-1 00:00:00'",
-      "encode --period '3 02:61:00'",
-  };
-  for (const char* arguments : cases) {
-    const Tool_run run = run_kovprop(arguments);
-    EXPECT_EQ(run.exit_code, 2) << arguments;
-    EXPECT_NE(run.output.find("usage: kovprop"), std::string::npos) << arguments;
+    const auto [exit_code, output] = run_kovprop(c.arguments);
+    EXPECT_EQ(exit_code, c.exit_code) << c.arguments;
+    EXPECT_TRUE(c.output == usage ? output.find(usage) != std::string::npos : output == c.output)
+        << c.arguments << " printed: " << output;
   }
 }
 
