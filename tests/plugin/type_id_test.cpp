@@ -16,13 +16,6 @@ namespace {
 
 using namespace std::string_literals;
 
-_GUID make_guid(std::uint32_t d1, std::uint16_t d2, std::uint16_t d3, std::initializer_list<std::uint8_t> d4) {
-  _GUID guid{d1, d2, d3, {}};
-  std::size_t i = 0;
-  for (std::uint8_t byte : d4) guid.Data4[i++] = byte;
-  return guid;
-}
-
 bool same_bytes(const _GUID& a, const _GUID& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 // What swscanf makes of `text` with the reading format, in the layout that
@@ -46,7 +39,7 @@ _GUID reference_scan(const std::u16string& text) {
   return guid;
 }
 
-// The text with each unit in hexadecimal, for failure messages.
+// The text as the numbers of its units, for failure messages.
 std::string show(const std::u16string& text) {
   std::string out;
   for (char16_t unit : text) out += " " + std::to_string(static_cast<unsigned>(unit));
@@ -67,11 +60,11 @@ TEST(TypeIdentifier, TextFormIsUpperCaseFixedWidthAndReadsBack) {
     const char16_t* text;
   };
   const Case cases[] = {
-      {make_guid(0, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}), u"{00000000-0000-0000-0000-000000000000}"},
+      {_GUID{}, u"{00000000-0000-0000-0000-000000000000}"},
       {kov::Kov_wstring::TYPE, u"{5AE48720-05EB-11D3-BF61-5E0703000000}"},
-      {make_guid(0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}),
+      {_GUID{0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}},
        u"{FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF}"},
-      {make_guid(0x1, 0x2, 0x3, {4, 5, 6, 7, 8, 9, 0xA, 0xB}), u"{00000001-0002-0003-0405-060708090A0B}"},
+      {_GUID{0x1, 0x2, 0x3, {4, 5, 6, 7, 8, 9, 0xA, 0xB}}, u"{00000001-0002-0003-0405-060708090A0B}"},
   };
   for (const Case& c : cases) {
     std::u16string text = u"old content";
@@ -146,17 +139,13 @@ TEST(TypeIdentifier, RandomTextsReadBackAndMutationsReadAsSwscanfReadsThem) {
     for (std::size_t e = 0; e < edits; ++e) {
       const std::size_t at = text.empty() ? 0 : pick(text.size() + 1);
       const char16_t unit = alphabet[pick(alphabet.size())];
-      switch (pick(3)) {
-        case 0:  // insert
-          text.insert(text.begin() + static_cast<std::ptrdiff_t>(at), unit);
-          break;
-        case 1:  // replace
-          if (at < text.size()) text[at] = unit;
-          break;
-        default:  // delete
-          if (at < text.size()) text.erase(at, 1);
-          break;
-      }
+      const std::size_t kind = pick(3);  // insert, replace or delete
+      if (kind == 0)
+        text.insert(text.begin() + static_cast<std::ptrdiff_t>(at), unit);
+      else if (at < text.size() && kind == 1)
+        text[at] = unit;
+      else if (at < text.size())
+        text.erase(at, 1);
     }
     expect_as_swscanf(text);
     if (HasFailure()) break;
