@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "kov/plugin.h"
 #include "nev/registry.h"
 #include "nev/strings.h"
 
@@ -29,13 +28,21 @@ void expect_stack(const nev::Nev_status& status, const std::vector<Frame>& frame
 
 void Fresh_hive::SetUp() {
   const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-  const std::string name = std::string(info->test_suite_name()) + "." + info->name();
-  m_work_dir = std::string(TEST_WORK_DIR) + "/" + name;
+  m_work_dir = std::string(TEST_WORK_DIR) + "/" + info->test_suite_name() + "." + info->name();
   std::filesystem::remove_all(m_work_dir);
   std::filesystem::create_directories(m_work_dir);
   ::setenv("NEV_REGISTRY", (m_work_dir + "/hive.db").c_str(), 1);
   ::setenv("KOVSAMPLE_LOG", (m_work_dir + "/events.log").c_str(), 1);
   ::unsetenv("KOVSAMPLE_REFUSE_UNLOAD");
+}
+
+void Sample_hive::SetUp() {
+  Fresh_hive::SetUp();
+  for (const char* file : {"shapes.reg", "tally.reg", "incomplete.reg"}) {
+    std::string output;
+    const int code = run_command(std::string(KOVREG_PATH) + " import " + SAMPLE_REG_DIR + "/" + file, &output);
+    ASSERT_EQ(code, 0) << file << ": " << output;
+  }
 }
 
 int run_command(const std::string& command, std::string* output) {
@@ -49,51 +56,65 @@ int run_command(const std::string& command, std::string* output) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-
-void import_samples() {
-  for (const char* file : {"shapes.reg", "tally.reg", "incomplete.reg"}) {
-    std::string output;
-    const int code = run_command(std::string(KOVREG_PATH) + " import " + SAMPLE_REG_DIR + "/" + file, &output);
-    ASSERT_EQ(code, 0) << file << ": " << output;
-  }
-}
-
-std::vector<std::string> events() {
+std::vector<std::string> events(const std::string& prefix) {
   std::vector<std::string> lines;
-  const char* path = std::getenv("KOVSAMPLE_LOG");
-  std::ifstream in(path == nullptr ? "" : path);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  std::ifstream in(std::getenv("KOVSAMPLE_LOG"));
+  for (std::string line; std::getline(in, line);)
+    if (line.rfind(prefix, 0) == 0) lines.push_back(line);
   return lines;
 }
 
 int count_events(const std::string& line) {
   int count = 0;
-  for (const std::string& event : events()) count += event == line ? 1 : 0;
+  for (const std::string& event : events(line)) count += event == line ? 1 : 0;
   return count;
 }
 
-void set_plugin_string(const std::u16string& subkey, const std::u16string& name, const std::u16string& value) {
+void set_string(const std::u16string& key, const std::u16string& name, const std::u16string& value) {
   nev::Nev_status status;
-  nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, kov::PLUGIN_ROOT_KEY, subkey, name, value, status);
+  nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", name, value, status);
   ASSERT_TRUE(status.ok());
 }
 
-void set_plugin_uint(const std::u16string& subkey, const std::u16string& name, std::uint32_t value) {
+void set_uint(const std::u16string& key, const std::u16string& name, std::uint32_t value) {
   nev::Nev_status status;
-  nev::nev_set_reg_uint_value(nev::NEV_HKEY_LOCAL_MACHINE, kov::PLUGIN_ROOT_KEY, subkey, name, value, status);
+  nev::nev_set_reg_uint_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", name, value, status);
   ASSERT_TRUE(status.ok());
 }
 
-void delete_plugin_value(const std::u16string& subkey, const std::u16string& name) {
+void delete_value(const std::u16string& key, const std::u16string& name) {
   nev::Nev_status status;
-  nev::nev_delete_reg_value(nev::NEV_HKEY_LOCAL_MACHINE, kov::PLUGIN_ROOT_KEY + (u"\\" + subkey), name, status);
+  nev::nev_delete_reg_value(nev::NEV_HKEY_LOCAL_MACHINE, key, name, status);
   ASSERT_TRUE(status.ok());
+}
+
+std::u16string plugin_key(const std::u16string& plugin, const _GUID& type) {
+  return kov::PLUGIN_ROOT_KEY + (u"\\" + plugin + u"\\" + type_text(type));
 }
 
 std::u16string type_text(const _GUID& type) {
   std::u16string text;
   kov::kov_type_to_string(type, text);
   return text;
+}
+
+Outcome create(const std::u16string& plugin, const _GUID& type, std::uint32_t interface_version,
+               std::uint32_t implementation_version) {
+  Outcome outcome;
+  gan::Gan_base* object = reinterpret_cast<gan::Gan_base*>(0x1);  // must be reset
+  kov::kov_plugin_create_instance(plugin, type, interface_version, implementation_version, object, outcome.status);
+  if (object != nullptr) {
+    outcome.created = true;
+    outcome.description = object->description();
+    kov::Kov_plugin_deallocator().deallocate(object);
+  }
+  return outcome;
+}
+
+nev::Nev_status tidy() {
+  nev::Nev_status status;
+  kov::kov_plugin_tidy_libraries(status);
+  return status;
 }
 
 }  // namespace plugin_test

@@ -9,8 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "nev/status.h"
-#include "nev/types.h"
+#include "kov/plugin.h"
 
 namespace plugin_test {
 
@@ -38,31 +37,40 @@ class Fresh_hive : public ::testing::Test {
   std::string m_work_dir;
 };
 
-// Imports the sample plug-ins' .reg files with kovreg.
-void import_samples();
-
-// A fresh hive holding the sample plug-ins.
+// A fresh hive holding the sample plug-ins, imported with kovreg.
 class Sample_hive : public Fresh_hive {
  protected:
-  void SetUp() override {
-    Fresh_hive::SetUp();
-    import_samples();
-  }
+  void SetUp() override;
 };
+
 // Runs a command line through the shell; gives its exit code and output.
 int run_command(const std::string& command, std::string* output = nullptr);
-// The lines the sample plug-ins have logged so far in this test.
-std::vector<std::string> events();
+// The lines the sample plug-ins have logged so far in this test that start
+// with `prefix`.
+std::vector<std::string> events(const std::string& prefix = "");
 // How many logged lines equal `line`.
 int count_events(const std::string& line);
 
-// Writes one value of a type key below the plug-in root.
-void set_plugin_string(const std::u16string& subkey, const std::u16string& name, const std::u16string& value);
-void set_plugin_uint(const std::u16string& subkey, const std::u16string& name, std::uint32_t value);
-void delete_plugin_value(const std::u16string& subkey, const std::u16string& name);
+// Writes or deletes a value of the key `key` below HKEY_LOCAL_MACHINE.
+void set_string(const std::u16string& key, const std::u16string& name, const std::u16string& value);
+void set_uint(const std::u16string& key, const std::u16string& name, std::uint32_t value);
+void delete_value(const std::u16string& key, const std::u16string& name);
+// The type key of `type` under the plug-in `plugin`.
+std::u16string plugin_key(const std::u16string& plugin, const _GUID& type);
 // The text form of a type, as it stands in key paths.
 std::u16string type_text(const _GUID& type);
 // A u16 string from 8-bit text (paths and the like).
 std::u16string wide(const std::string& text);
+
+// The outcome of one creation; the object, if any, is ended at once.
+struct Outcome {
+  bool created = false;
+  std::u16string description;
+  nev::Nev_status status;
+};
+Outcome create(const std::u16string& plugin, const _GUID& type, std::uint32_t interface_version = 0,
+               std::uint32_t implementation_version = 0);
+// One run of kov_plugin_tidy_libraries.
+nev::Nev_status tidy();
 
 }  // namespace plugin_test

@@ -1,27 +1,19 @@
 // Type identifiers: the text form, and reading it exactly as the C library's
 // wide scanf reads the format, checked side by side with swscanf itself.
-#include <gtest/gtest.h>
-
-#include <cstdint>
+// Also the version rule and the wide-string value object.
 #include <cstring>
 #include <cwchar>
 #include <random>
-#include <string>
-#include <vector>
+#include <stdexcept>
 
+#include "kov/codes.h"
 #include "kov/type_id.h"
 #include "kov/wstring.h"
+#include "plugin_test_support.h"
 
 namespace {
 
 using namespace std::string_literals;
-
-_GUID make_guid(std::uint32_t d1, std::uint16_t d2, std::uint16_t d3, std::initializer_list<std::uint8_t> d4) {
-  _GUID guid{d1, d2, d3, {}};
-  std::size_t i = 0;
-  for (std::uint8_t byte : d4) guid.Data4[i++] = byte;
-  return guid;
-}
 
 bool same_bytes(const _GUID& a, const _GUID& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
@@ -46,7 +38,7 @@ _GUID reference_scan(const std::u16string& text) {
   return guid;
 }
 
-// The text with each unit in hexadecimal, for failure messages.
+// The text as the numbers of its units, for failure messages.
 std::string show(const std::u16string& text) {
   std::string out;
   for (char16_t unit : text) out += " " + std::to_string(static_cast<unsigned>(unit));
@@ -67,11 +59,11 @@ TEST(TypeIdentifier, TextFormIsUpperCaseFixedWidthAndReadsBack) {
     const char16_t* text;
   };
   const Case cases[] = {
-      {make_guid(0, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}), u"{00000000-0000-0000-0000-000000000000}"},
+      {_GUID{}, u"{00000000-0000-0000-0000-000000000000}"},
       {kov::Kov_wstring::TYPE, u"{5AE48720-05EB-11D3-BF61-5E0703000000}"},
-      {make_guid(0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}),
+      {_GUID{0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}},
        u"{FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF}"},
-      {make_guid(0x1, 0x2, 0x3, {4, 5, 6, 7, 8, 9, 0xA, 0xB}), u"{00000001-0002-0003-0405-060708090A0B}"},
+      {_GUID{0x1, 0x2, 0x3, {4, 5, 6, 7, 8, 9, 0xA, 0xB}}, u"{00000001-0002-0003-0405-060708090A0B}"},
   };
   for (const Case& c : cases) {
     std::u16string text = u"old content";
@@ -146,21 +138,84 @@ TEST(TypeIdentifier, RandomTextsReadBackAndMutationsReadAsSwscanfReadsThem) {
     for (std::size_t e = 0; e < edits; ++e) {
       const std::size_t at = text.empty() ? 0 : pick(text.size() + 1);
       const char16_t unit = alphabet[pick(alphabet.size())];
-      switch (pick(3)) {
-        case 0:  // insert
-          text.insert(text.begin() + static_cast<std::ptrdiff_t>(at), unit);
-          break;
-        case 1:  // replace
-          if (at < text.size()) text[at] = unit;
-          break;
-        default:  // delete
-          if (at < text.size()) text.erase(at, 1);
-          break;
-      }
+      const std::size_t kind = pick(3);  // insert, replace or delete
+      if (kind == 0)
+        text.insert(text.begin() + static_cast<std::ptrdiff_t>(at), unit);
+      else if (at < text.size() && kind == 1)
+        text[at] = unit;
+      else if (at < text.size())
+        text.erase(at, 1);
     }
     expect_as_swscanf(text);
     if (HasFailure()) break;
   }
+}
+
+
+// The version rule and the wide-string value object.
+using plugin_test::Frame;
+
+TEST(VersionRule, MajorMustMatchMinorIsReported) {
+  const std::tuple<std::uint32_t, std::uint32_t, std::vector<Frame>> cases[] = {
+      {0x40000, 0x40000, {}},
+      {0x40000, 0x40001, {{kov::KOV_I_MINOR_VERSION, {u"P", u"0", u"1"}}}},
+      {0x40007, 0x40002, {{kov::KOV_I_MINOR_VERSION, {u"P", u"7", u"2"}}}},
+      {0x40000, 0x50000, {{kov::KOV_E_MAJOR_VERSION, {u"P", u"4", u"5"}}}},
+      {0x50000, 0x40000, {{kov::KOV_E_MAJOR_VERSION, {u"P", u"5", u"4"}}}},
+      {0x50003, 0x40009, {{kov::KOV_E_MAJOR_VERSION, {u"P", u"5", u"4"}}}},
+      {0xFFFFFFFF, 0x0000FFFF, {{kov::KOV_E_MAJOR_VERSION, {u"P", u"65535", u"0"}}}},
+  };
+  for (const auto& [requested, registered, stack] : cases) {
+    nev::Nev_status status;
+    status = kov::KOV_E_NO_INSTANCE;  // cleared first
+    kov::kov_plugin_check_version(u"P", requested, registered, status);
+    plugin_test::expect_stack(status, stack);
+    EXPECT_EQ(status.ok(), stack.empty() || stack[0].code == kov::KOV_I_MINOR_VERSION);
+  }
+}
+
+TEST(ValueObject, HoldsItsValueAndFollowsParentLinksToTheRoot) {
+  kov::Kov_wstring a(u"north door");
+  const jor::Jor_base& face = a;
+  EXPECT_TRUE(kov::kov_is_equal_type(face.type(), kov::Kov_wstring::TYPE));
+  EXPECT_EQ(&face.type(), &kov::Kov_wstring(u"other").type());
+  EXPECT_EQ(face.interface_version(), 0x40000u);
+  EXPECT_EQ(face.implementation_version(), 0x40000u);
+  // Setting from its own current value keeps it.
+  a.value(a.value());
+  a.name(a.name());
+  EXPECT_EQ(a.value(), u"north door");
+  EXPECT_EQ(a.name(), u"");
+  // Alone, it is its own root and has no parent.
+  tud::Tud& node = a;
+  EXPECT_EQ(node.root(), &node);
+  try {
+    (void)node.parent();
+    ADD_FAILURE() << "parent() did not raise";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "Tud::parent() called when no parent exists");
+  }
+  kov::Kov_wstring b(u"b");
+  kov::Kov_wstring c(u"c");
+  a.parent(&b);
+  b.parent(&c);
+  EXPECT_EQ(a.parent(), &b);
+  EXPECT_EQ(a.root(), static_cast<tud::Tud*>(&c));
+  b.parent(nullptr);
+  EXPECT_EQ(a.root(), static_cast<tud::Tud*>(&b));
+  EXPECT_THROW((void)b.parent(), std::runtime_error);
+  // Destroyed through its Tud side.
+  tud::Tud* owned = new kov::Kov_wstring(u"owned");
+  owned->parent(&a);
+  EXPECT_EQ(owned->root(), static_cast<tud::Tud*>(&b));
+  delete owned;
+  // It collects and finds nothing, and deletes none of the items.
+  int first = 1;
+  nev::Nev_ptrvec_impl items;
+  items.push_back(&first);
+  a.collect(42, items);
+  EXPECT_TRUE(items.empty());
+  EXPECT_EQ(a.lookup(7, ~std::uintptr_t{0}), 0u);
 }
 
 }  // namespace

@@ -1,0 +1,244 @@
+// Creating plug-in objects (the registry reads, the version tests in their
+// order, the library cache, every failure with its status stack), tidying
+// the cache and listing the plug-ins of a type.
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "kov/codes.h"
+#include "kov/wstring.h"
+#include "nev/codes.h"
+#include "nev/registry.h"
+#include "plugin_test_support.h"
+#include "sample_types.h"
+
+namespace {
+
+using namespace plugin_test;
+using namespace kovsample;
+const std::u16string SHAPES = wide(SHAPES_PATH);
+const Frame TOP{kov::KOV_E_CREATE_INSTANCE, {u"Shapes"}};
+
+using Creation = Sample_hive;
+
+TEST_F(Creation, CacheIsKeyedByThePathTextExactly) {
+  // Two types of one library, and a second plug-in name with the identical
+  // path, share one entry.
+  set_string(plugin_key(u"Circles", CIRCLE_TYPE), u"ImagePath", SHAPES);
+  set_uint(plugin_key(u"Circles", CIRCLE_TYPE), u"LibraryVersion", 0x40000);
+  const Outcome circle = create(u"Shapes", CIRCLE_TYPE, 0x10000, 0x10002);
+  EXPECT_TRUE(circle.status.ok());
+  EXPECT_EQ(circle.description, u"a circle");
+  EXPECT_EQ(create(u"Shapes", SQUARE_TYPE).description, u"a square");
+  EXPECT_EQ(create(u"Circles", CIRCLE_TYPE).description, u"a circle");
+  EXPECT_EQ(count_events("load shapes"), 1);
+  EXPECT_EQ(count_events("create shapes"), 3);
+  // The same file name in another case is another path: a copy of the
+  // library, loaded on its own.
+  for (const auto& [plugin, name] : {std::pair{u"Lower", "shapes.so"}, std::pair{u"Upper", "SHAPES.so"}}) {
+    std::filesystem::copy_file(SHAPES_PATH, work_dir() + "/" + name);
+    set_string(plugin_key(plugin, SQUARE_TYPE), u"ImagePath", wide(work_dir() + "/" + name));
+    set_uint(plugin_key(plugin, SQUARE_TYPE), u"LibraryVersion", 0x40000);
+  }
+  for (const char16_t* plugin : {u"Lower", u"Upper", u"Lower"}) EXPECT_TRUE(create(plugin, SQUARE_TYPE).created);
+  EXPECT_EQ(count_events("load shapes"), 3);
+  // Three entries: each is asked and unloaded once, and then they are gone.
+  EXPECT_TRUE(tidy().ok());
+  EXPECT_TRUE(tidy().ok());
+  EXPECT_EQ(events("ask"), std::vector<std::string>(3, "ask-yes shapes"));
+  EXPECT_EQ(count_events("unload shapes"), 3);
+}
+
+TEST_F(Creation, ZeroVersionsReadNoVersionValues) {
+  delete_value(plugin_key(u"Shapes", CIRCLE_TYPE), u"InterfaceVersion");
+  delete_value(plugin_key(u"Shapes", CIRCLE_TYPE), u"ImplementationVersion");
+  EXPECT_TRUE(create(u"Shapes", CIRCLE_TYPE).created);
+  EXPECT_TRUE(create(u"Shapes", SQUARE_TYPE, 0, 0x10002).created);
+  // Asking for a version now reads the missing value.
+  expect_stack(create(u"Shapes", CIRCLE_TYPE, 0, 0x10002).status,
+               {TOP, {nev::NEV_E_REG_VALUE_NOT_FOUND, {u"*", u"ImplementationVersion"}}});
+}
+
+TEST_F(Creation, VersionRuleIsAppliedInterfaceThenImplementationThenLibrary) {
+  struct Case {
+    std::uint32_t interface_version, implementation_version, library_version;  // the last one registered
+    const char16_t* requested;  // major halves named by the failure; null when created
+    const char16_t* registered;
+  };
+  const Case cases[] = {
+      {0x10000, 0x10002, 0x40000, nullptr, nullptr},  // all equal
+      {0x10005, 0x10002, 0x40000, nullptr, nullptr},  // minor halves differ
+      {0x10000, 0x10009, 0x40000, nullptr, nullptr},
+      {0x10000, 0x10002, 0x40007, nullptr, nullptr},
+      {0x20000, 0x90000, 0x10000, u"2", u"1"},  // the interface fails first
+      {0x30004, 0, 0x40000, u"3", u"1"},
+      {0x10000, 0x00002, 0x10000, u"0", u"1"},  // then the implementation
+      {0, 0, 0x30000, u"4", u"3"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    set_uint(plugin_key(u"Shapes", CIRCLE_TYPE), u"LibraryVersion", c.library_version);
+    const Outcome outcome = create(u"Shapes", CIRCLE_TYPE, c.interface_version, c.implementation_version);
+    EXPECT_EQ(outcome.created, c.requested == nullptr);
+    if (c.requested == nullptr) {
+      EXPECT_TRUE(outcome.status.ok());
+      EXPECT_TRUE(tidy().ok());  // so that the next case tests the library version anew
+    } else {
+      expect_stack(outcome.status, {TOP, {kov::KOV_E_MAJOR_VERSION, {u"Shapes", c.requested, c.registered}}});
+    }
+  }
+  // Nothing was loaded for the failed cases.
+  EXPECT_EQ(count_events("load shapes"), 4);
+}
+
+TEST_F(Creation, CachedLibraryIsNotTestedOrLoadedAgain) {
+  ASSERT_TRUE(create(u"Shapes", CIRCLE_TYPE).created);
+  delete_value(plugin_key(u"Shapes", SQUARE_TYPE), u"LibraryVersion");
+  EXPECT_TRUE(create(u"Shapes", SQUARE_TYPE).created);
+  // After an unload the library version is read again: its absence now fails.
+  ASSERT_TRUE(tidy().ok());
+  expect_stack(create(u"Shapes", SQUARE_TYPE).status,
+               {TOP, {nev::NEV_E_REG_VALUE_NOT_FOUND, {u"*", u"LibraryVersion"}}});
+  set_uint(plugin_key(u"Shapes", SQUARE_TYPE), u"LibraryVersion", 0x40000);
+  EXPECT_TRUE(create(u"Shapes", SQUARE_TYPE).created);
+  EXPECT_EQ(count_events("load shapes"), 2);
+  EXPECT_EQ(count_events("unload shapes"), 1);
+}
+
+TEST_F(Creation, FailuresStandBelowTheCreationCode) {
+  const std::string missing = work_dir() + "/missing.so";
+  const std::string text_file = work_dir() + "/not-a-library.so";
+  std::ofstream(text_file) << "plain text, no library\n";
+  for (const auto& [plugin, path] : {std::pair{u"Missing", missing}, std::pair{u"Text", text_file}}) {
+    set_string(plugin_key(plugin, CIRCLE_TYPE), u"ImagePath", wide(path));
+    set_uint(plugin_key(plugin, CIRCLE_TYPE), u"LibraryVersion", 0x40000);
+  }
+  set_string(plugin_key(u"Pathless", CIRCLE_TYPE), u"DisplayName", u"no image path");
+  _GUID unparsed{};  // a type text that did not parse is the all-zero identifier
+  kov::kov_string_to_type(u"circle", unparsed);
+  auto absent = [](const char16_t* plugin, const _GUID& type) {
+    return Frame{nev::NEV_E_REG_KEY_NOT_FOUND, {u"HKEY_LOCAL_MACHINE\\Software\\Quorvane\\Plugins\\" +
+                                                std::u16string(plugin) + u"\\" + type_text(type)}};
+  };
+  struct Case {
+    const char16_t* plugin;
+    _GUID type;
+    Frame cause;
+  };
+  const Case cases[] = {
+      {u"Nobody", CIRCLE_TYPE, absent(u"Nobody", CIRCLE_TYPE)},
+      {u"Shapes", INCOMPLETE_TYPE, absent(u"Shapes", INCOMPLETE_TYPE)},
+      {u"Shapes", unparsed, absent(u"Shapes", unparsed)},
+      {u"Pathless", CIRCLE_TYPE, {nev::NEV_E_REG_VALUE_NOT_FOUND, {u"*", u"ImagePath"}}},
+      {u"Missing", CIRCLE_TYPE, {nev::NEV_E_LIBRARY_LOAD, {wide(missing), u"*"}}},
+      {u"Text", CIRCLE_TYPE, {nev::NEV_E_LIBRARY_LOAD, {wide(text_file), u"*"}}},
+      {u"NoFactory", INCOMPLETE_TYPE, {nev::NEV_E_FUNCTION_NOT_FOUND, {u"gan_get_factory", u"*"}}},
+      {u"Shapes", TRIANGLE_TYPE, {kov::KOV_E_NO_FACTORY, {u"Shapes", SHAPES}}},  // no factory for the type
+      {u"Shapes", BLANK_TYPE, {kov::KOV_E_NO_INSTANCE, {}}},                   // the factory makes nothing
+  };
+  for (const Case& c : cases) {
+    const Outcome outcome = create(c.plugin, c.type);
+    EXPECT_FALSE(outcome.created);
+    expect_stack(outcome.status, {{kov::KOV_E_CREATE_INSTANCE, {c.plugin}}, c.cause});
+  }
+  // Libraries that loaded stay cached after a later failure; those that did
+  // not load were not cached, so tidying asks only the two that did.
+  EXPECT_TRUE(create(u"Shapes", CIRCLE_TYPE).created);
+  EXPECT_EQ(count_events("load shapes"), 1);
+  EXPECT_TRUE(tidy().ok());
+  EXPECT_EQ(events("ask"), (std::vector<std::string>{"ask-yes no_factory", "ask-yes shapes"}));
+  EXPECT_EQ(count_events("load no_factory"), 1);
+  EXPECT_EQ(count_events("unload no_factory"), 1);
+}
+
+// Tidying the library cache and listing the plug-ins of a type.
+using Housekeeping = Sample_hive;
+
+TEST_F(Housekeeping, TidyAsksEveryLibraryInPathOrderAndUnloadsThoseThatMayGo) {
+  EXPECT_EQ(tidy().code(), 0u);  // empty cache
+  create(u"TallyC", TALLY_TYPE);
+  create(u"TallyA", TALLY_TYPE);
+  gan::Gan_base* held = nullptr;
+  nev::Nev_status status;
+  kov::kov_plugin_create_instance(u"TallyB", TALLY_TYPE, 0x20001, 0x10000, held, status);
+  ASSERT_NE(held, nullptr);
+  // While its object lives a library refuses to go.
+  EXPECT_EQ(tidy().code(), 0u);
+  EXPECT_EQ(events("ask"), (std::vector<std::string>{"ask-yes tally_a", "ask-no tally_b", "ask-yes tally_c"}));
+  EXPECT_EQ(count_events("unload tally_a") + count_events("unload tally_c"), 2);
+  // Ending the object leaves the library loaded until the next tidying.
+  kov::Kov_plugin_deallocator().deallocate(held);
+  EXPECT_EQ(count_events("unload tally_b"), 0);
+  EXPECT_EQ(tidy().code(), 0u);
+  EXPECT_EQ(events("ask").size(), 4u);
+  EXPECT_EQ(events("ask").back(), "ask-yes tally_b");
+  EXPECT_EQ(count_events("unload tally_b"), 1);
+}
+
+TEST_F(Housekeeping, LibraryToldToStayIsKeptWithoutObjects) {
+  ::setenv("KOVSAMPLE_REFUSE_UNLOAD", "tally_b", 1);
+  create(u"TallyA", TALLY_TYPE);
+  create(u"TallyB", TALLY_TYPE);
+  tidy();
+  EXPECT_EQ(tidy().code(), 0u);
+  EXPECT_EQ(events("ask"), (std::vector<std::string>{"ask-yes tally_a", "ask-no tally_b", "ask-no tally_b"}));
+  // Still cached: a new object loads nothing.
+  EXPECT_TRUE(create(u"TallyB", TALLY_TYPE).created);
+  EXPECT_EQ(count_events("load tally_b"), 1);
+}
+
+TEST_F(Housekeeping, LibraryWithoutTheUnloadEntryEndsTheWalk) {
+  // Path order: no_factory, no_unload, shapes.
+  create(u"Shapes", CIRCLE_TYPE);
+  create(u"NoUnload", INCOMPLETE_TYPE);
+  create(u"NoFactory", INCOMPLETE_TYPE);  // fails, but stays cached
+  expect_stack(tidy(), {{kov::KOV_E_TIDY_LIBRARY, {wide(NO_UNLOAD_PATH)}},
+                        {nev::NEV_E_FUNCTION_NOT_FOUND, {u"gan_can_unload_now", u"*"}}});
+  // The failing entry stays and fails again; shapes is never reached.
+  EXPECT_EQ(tidy().code(), kov::KOV_E_TIDY_LIBRARY);
+  EXPECT_EQ(events("ask"), std::vector<std::string>{"ask-yes no_factory"});
+  EXPECT_EQ(count_events("unload no_factory"), 1);
+  EXPECT_EQ(count_events("load no_unload"), 1);
+  EXPECT_EQ(count_events("unload shapes"), 0);
+}
+
+TEST_F(Housekeeping, EnumerateListsThePlugInsOfferingAType) {
+  nev::Nev_object_vector<std::u16string> names;
+  nev::Nev_object_vector<std::u16string> display_names;
+  nev::Nev_status status;
+  // Both lists as "name=display name" lines; they must be of one length.
+  auto list = [&](const _GUID& type) {
+    names.push_back(new std::u16string(u"old"));
+    kov::kov_plugin_enumerate(type, names, display_names, status);
+    std::vector<std::u16string> result;
+    EXPECT_EQ(names.size(), display_names.size());
+    for (std::size_t i = 0; i < names.size() && i < display_names.size(); ++i)
+      result.push_back(names[i] + u"=" + display_names[i]);
+    return result;
+  };
+  using Lines = std::vector<std::u16string>;
+  EXPECT_EQ(list(TALLY_TYPE), (Lines{u"TallyA=Sample tally a", u"TallyB=Sample tally b", u"TallyC=Sample tally c"}));
+  EXPECT_EQ(status.code(), 0u);
+  EXPECT_EQ(list(SQUARE_TYPE), Lines{u"Shapes=Sample square"});
+  EXPECT_EQ(list(kov::Kov_wstring::TYPE), Lines{});  // nobody offers it
+  EXPECT_EQ(status.code(), 0u);
+  // Type keys match without regard to case.
+  std::u16string lower = type_text(CIRCLE_TYPE);
+  for (char16_t& unit : lower)
+    if (unit >= u'A' && unit <= u'F') unit = static_cast<char16_t>(unit - u'A' + u'a');
+  set_string(kov::PLUGIN_ROOT_KEY + (u"\\Rings\\" + lower), u"DisplayName", u"Lower-case rings");
+  EXPECT_EQ(list(CIRCLE_TYPE), (Lines{u"Rings=Lower-case rings", u"Shapes=Sample circle"}));
+  EXPECT_EQ(status.code(), 0u);
+  EXPECT_TRUE(events().empty());  // nothing was loaded
+  // A missing display name ends the listing ("Abacus" comes first).
+  set_string(plugin_key(u"Abacus", TALLY_TYPE), u"ImagePath", wide(TALLY_A_PATH));
+  EXPECT_EQ(list(TALLY_TYPE), Lines{u"Abacus="});
+  EXPECT_EQ(status.code(), nev::NEV_E_REG_VALUE_NOT_FOUND);
+  // Without the plug-in root: a failure and empty lists.
+  nev::nev_delete_reg_tree(nev::NEV_HKEY_LOCAL_MACHINE, kov::PLUGIN_ROOT_KEY, status);
+  ASSERT_TRUE(status.ok());
+  EXPECT_EQ(list(TALLY_TYPE), Lines{});
+  EXPECT_FALSE(status.ok());
+}
+
+}  // namespace
