@@ -350,10 +350,8 @@ TEST_F(Traced, DepthBelongsToEachThread) {
   };
   std::thread(work).join();
   work();  // the first thread's depth does not leak into this one
-  Lines written;
-  for (const auto& line : lines()) {
-    if (line.rfind("****", 0) != 0) written.push_back(line);
-  }
+  Lines written = lines();
+  std::erase_if(written, [](const std::string& line) { return line.rfind("****", 0) == 0; });  // markers
   const Lines once = {AT + "> a", AT + "  > b", AT + "  < b", AT + "< a"};
   EXPECT_EQ(written, (Lines{once[0], once[1], once[2], once[3], once[0], once[1], once[2], once[3]}));
 }
