@@ -1,109 +1,80 @@
-// The diagnostic file: bytes on disk, name templates and their running
-// number, opening and closing, failures that only lose lines.
+// The diagnostic file and trace scopes: bytes on disk, name templates and
+// their running number, opening and closing, several writers, failures that
+// only lose lines; the level rule, the line form (time stamp, indentation,
+// prefixes), messages and hex dumps, read back from the file.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
-#include <filesystem>
+#include <map>
 #include <thread>
 
 #include "diag_test_support.h"
 #include "kov/diag.h"
-#include "nev/system.h"
+#include "nev/time.h"
 
 namespace {
 
-using diag_test::header_line;
-using diag_test::marker_line;
-using diag_test::read_bytes;
-using diag_test::read_lines;
-using diag_test::Scratch_dir;
-using diag_test::utf16le;
-using diag_test::widen;
+using namespace diag_test;
+namespace fs = std::filesystem;
 
-std::uint32_t this_thread() { return nev::nev_current_thread_id(); }
-
-TEST(DiagFile, DefaultConstructorWritesHeaderMarkerAndLineByteForByte) {
+TEST(DiagFile, EnvironmentAndBytesOnDisk) {
   Scratch_dir dir;
-  ::setenv("DGN_FILEPATH", dir.path().c_str(), 1);
-  ::setenv("DGN_FILENAME", "run.dgn", 1);
-  ::unsetenv("DGN_TRACELEVEL");
-  {
-    kov::Kov_diag_main diag;
-    EXPECT_EQ(diag.level(), 0);
-    EXPECT_EQ(diag.path(), dir.wpath());
-    EXPECT_EQ(diag.name(), u"run.dgn");
-    EXPECT_FALSE(std::filesystem::exists(dir.file("run.dgn"))) << "construction opens nothing";
-    diag.write(u"first line");
-    diag.write(u"caf\u00e9 \u20ac");
-  }
-  const std::string expected = utf16le(header_line() + "\r\n" + marker_line(this_thread()) + "\r\n" +
-                                       "first line\r\n") +
-                               utf16le(std::u16string(u"caf\u00e9 \u20ac\r\n"));
-  EXPECT_EQ(read_bytes(dir.file("run.dgn")), expected);
-}
-
-TEST(DiagFile, EnvironmentDefaultsAndLevelText) {
-  Scratch_dir dir;
-  std::filesystem::current_path(dir.path());
+  fs::current_path(dir.path());
   ::unsetenv("DGN_FILEPATH");
   ::unsetenv("DGN_FILENAME");
-  const struct {
-    const char* text;  // null: unset
-    std::uint16_t level;
-  } cases[] = {{nullptr, 0}, {"5", 5}, {"65537", 1}, {"abc", 0}, {"", 0}, {"12x", 12}};
+  const struct { const char* text; std::uint16_t level; } cases[] =  // text null: unset
+      {{"5", 5}, {"65537", 1}, {"abc", 0}, {"", 0}, {"12x", 12}, {nullptr, 0}};
   for (const auto& c : cases) {
     c.text ? ::setenv("DGN_TRACELEVEL", c.text, 1) : ::unsetenv("DGN_TRACELEVEL");
     kov::Kov_diag_main diag;
     EXPECT_EQ(diag.level(), c.level) << (c.text ? c.text : "(unset)");
-    EXPECT_EQ(diag.path(), u".");
-    EXPECT_EQ(diag.name(), u"default.dgn");
+    EXPECT_EQ(diag.path() + u"/" + diag.name(), u"./default.dgn");
   }
   // Level 0, yet a direct write makes default.dgn in the working directory.
-  ::unsetenv("DGN_TRACELEVEL");
   kov::Kov_diag_main().write(u"x");
-  EXPECT_EQ(read_lines(dir.file("default.dgn")),
-            (std::vector<std::string>{header_line(), marker_line(this_thread()), "x"}));
-}
+  EXPECT_EQ(read_lines(dir.file("default.dgn")), opened({"x"}));
 
-// Writes one line per file `files` times through `name`, closing in between,
-// and lists the directory's file names in creation order.
-std::vector<std::string> files_made(const std::u16string& name, int files) {
-  Scratch_dir dir;
-  kov::Kov_diag_main diag;
-  diag.reset(dir.wpath(), name, 1);
-  std::vector<std::string> made;
-  for (int i = 0; i < files; ++i) {
-    diag.write(u"line");
-    diag.close();
-    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
-      const std::string file = entry.path().filename().string();
-      if (std::find(made.begin(), made.end(), file) == made.end()) made.push_back(file);
-    }
+  // Header, marker and lines in UTF-16LE with CR LF, no byte-order mark.
+  Scratch_dir other;
+  ::setenv("DGN_FILEPATH", other.path().c_str(), 1);
+  ::setenv("DGN_FILENAME", "run.dgn", 1);
+  {
+    kov::Kov_diag_main diag;
+    EXPECT_EQ(diag.path() + u"/" + diag.name(), other.wpath() + u"/run.dgn");
+    EXPECT_FALSE(fs::exists(other.file("run.dgn"))) << "construction opens nothing";
+    diag.write(u"first line");
+    diag.write(u"caf\u00e9 \u20ac");
   }
-  return made;
+  EXPECT_EQ(read_bytes(other.file("run.dgn")),
+            utf16le(widen(header_line() + "\r\n" + marker_line() + "\r\nfirst line\r\n") + u"caf\u00e9 \u20ac\r\n"));
 }
 
 TEST(DiagFile, NameTemplates) {
-  struct Case {
-    std::u16string name;
-    int files;
-    std::vector<std::string> expected;
-  };
-  const Case cases[] = {
-      {u"trace%2", 2, {"trace00", "trace01"}},
-      {u"%2.log", 1, {"00.log"}},
-      {u"svc%3.dgn", 2, {"svc000.dgn", "svc001.dgn"}},
-      {u"a%b.dgn", 2, {"a%b.dgn"}},
-      {u"a%0.dgn", 2, {"a%0.dgn"}},
-      {u"a%03.dgn", 1, {"a000.dgn"}},
-      {u"a%2b%3c", 2, {"a00b%3c", "a01b%3c"}},
-      {u"plain.dgn", 3, {"plain.dgn"}},
+  const struct { std::u16string name; int files; Lines expected; } cases[] = {
+      {u"trace%2", 2, {"trace00", "trace01"}},        {u"%2.log", 1, {"00.log"}},
+      {u"svc%3.dgn", 2, {"svc000.dgn", "svc001.dgn"}}, {u"a%b.dgn", 2, {"a%b.dgn"}},
+      {u"a%0.dgn", 2, {"a%0.dgn"}},                   {u"a%03.dgn", 1, {"a000.dgn"}},
+      {u"a%2b%3c", 2, {"a00b%3c", "a01b%3c"}},        {u"plain.dgn", 3, {"plain.dgn"}},
       {u"end%", 1, {"end%"}},
       {u"x%1.dgn", 11, {"x0.dgn", "x1.dgn", "x2.dgn", "x3.dgn", "x4.dgn", "x5.dgn", "x6.dgn", "x7.dgn", "x8.dgn",
                         "x9.dgn"}},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(files_made(c.name, c.files), c.expected) << std::string(c.name.begin(), c.name.end());
+  for (const auto& c : cases) {
+    // One line per file, closing in between; names listed in creation order.
+    Scratch_dir dir;
+    kov::Kov_diag_main diag;
+    diag.reset(dir.wpath(), c.name, 1);
+    Lines made;
+    for (int i = 0; i < c.files; ++i) {
+      diag.write(u"line");
+      diag.close();
+      for (const auto& entry : fs::directory_iterator(dir.path())) {
+        const std::string file = entry.path().filename().string();
+        if (std::find(made.begin(), made.end(), file) == made.end()) made.push_back(file);
+      }
+    }
+    EXPECT_EQ(made, c.expected) << std::string(c.name.begin(), c.name.end());
   }
 }
 
@@ -118,9 +89,7 @@ TEST(DiagFile, RunningNumberSurvivesNewTemplateAndWraps) {
   diag.write(u"2");
   diag.name(u"b%2");
   diag.write(u"3");
-  EXPECT_TRUE(std::filesystem::exists(dir.file("a00")));
-  EXPECT_TRUE(std::filesystem::exists(dir.file("a01")));
-  EXPECT_TRUE(std::filesystem::exists(dir.file("b02")));
+  for (const char* made : {"a00", "a01", "b02"}) EXPECT_TRUE(fs::exists(dir.file(made))) << made;
 
   // Every failed opening uses up a number: run the counter up to 65535
   // against a directory that does not exist.
@@ -134,9 +103,10 @@ TEST(DiagFile, RunningNumberSurvivesNewTemplateAndWraps) {
   EXPECT_EQ(read_lines(dir.file("w00000")).back(), "wrapped");
 }
 
-TEST(DiagFile, ClosingAndReconfiguring) {
+TEST(DiagFile, ClosingReconfiguringAndAppending) {
   Scratch_dir dir;
   Scratch_dir other;
+  std::ofstream(dir.file("f.dgn"), std::ios::binary) << utf16le(u"earlier\r\n");
   kov::Kov_diag_main diag;
   diag.close();  // never wrote: nothing happens
   diag.reset(dir.wpath(), u"f.dgn", 4);
@@ -152,72 +122,241 @@ TEST(DiagFile, ClosingAndReconfiguring) {
   diag.path(dir.wpath());
   diag.write(u"d");  // appended to the first file after a new header
 
-  const std::string header = header_line();
-  const std::string marker = marker_line(this_thread());
-  EXPECT_EQ(read_lines(dir.file("f.dgn")), (std::vector<std::string>{header, marker, "a", "b", header, marker, "d"}));
-  EXPECT_EQ(read_lines(other.file("f.dgn")), (std::vector<std::string>{header, marker, "c"}));
+  EXPECT_EQ(read_lines(dir.file("f.dgn")),
+            (Lines{"earlier", header_line(), marker_line(), "a", "b", header_line(), marker_line(), "d"}));
+  EXPECT_EQ(read_lines(other.file("f.dgn")), opened({"c"}));
   EXPECT_EQ(diag.level(), 3);
 }
 
-TEST(DiagFile, TwoThreadsTakingTurnsEachGetAMarker) {
+// Four threads trace through one object at once: every line reaches the
+// file once, whole and in order, behind the marker of the thread that wrote
+// it, and a marker stands only where the writer changes.
+TEST(DiagFile, FourThreadsOfTenThousandLines) {
+  constexpr int THREADS = 4, LINES = 10000;
   Scratch_dir dir;
   kov::Kov_diag_main diag;
-  diag.reset(dir.wpath(), u"t.dgn", 1);
-  std::uint32_t other_id = 0;
-  diag.write(u"main 1");
-  diag.write(u"main 2");
-  std::thread([&] {
-    other_id = nev::nev_current_thread_id();
-    diag.write(u"other 1");
-  }).join();
-  diag.write(u"main 3");
-  ASSERT_NE(other_id, this_thread());
-  const std::string mine = marker_line(this_thread());
-  const std::string theirs = marker_line(other_id);
-  EXPECT_EQ(read_lines(dir.file("t.dgn")),
-            (std::vector<std::string>{header_line(), mine, "main 1", "main 2", theirs, "other 1", mine, "main 3"}));
+  diag.reset(dir.wpath(), u"load.dgn", 2);
+  std::atomic<int> ready{0};
+  std::vector<std::string> markers(THREADS);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < THREADS; ++t) {
+    threads.emplace_back([&, t] {
+      markers[t] = marker_line();
+      for (++ready; ready.load() < THREADS;) std::this_thread::yield();
+      kov::Kov_diag_trace scope(u"worker", 1, diag);
+      for (int i = 0; i < LINES; ++i) scope.trace(u"thread %d line %05d %s", t, i, u"payload-payload-payload");
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  std::map<std::string, int> thread_of_marker;
+  for (int t = 0; t < THREADS; ++t) thread_of_marker[markers[t]] = t;
+  ASSERT_EQ(thread_of_marker.size(), static_cast<std::size_t>(THREADS)) << "thread ids must differ";
+
+  const auto lines = read_lines(dir.file("load.dgn"));
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0], header_line());
+  std::vector<int> next(THREADS, 0);
+  int writer = -1, switches = 0, scope_lines = 0;
+  for (std::size_t i = 1; i < lines.size(); ++i) {
+    const auto marker = thread_of_marker.find(lines[i]);
+    const std::string body = lines[i].substr(std::min<std::size_t>(13, lines[i].size()));  // after the stamp
+    int t = -1, n = -1, end = 0;
+    if (marker != thread_of_marker.end()) {
+      EXPECT_NE(marker->second, writer) << "a marker without a change of writer, line " << i;
+      writer = marker->second;
+      ++switches;
+    } else if (body == "  > worker" || body == "  < worker") {
+      ++scope_lines;
+    } else {
+      std::sscanf(lines[i].c_str(), "[%*2d:%*2d:%*2d:%*2d]    thread %d line %5d payload-payload-payload%n", &t, &n,
+                  &end);
+      ASSERT_EQ(end, static_cast<int>(lines[i].size())) << "line " << i << ": " << lines[i];
+      ASSERT_EQ(t, writer) << "line " << i << " stands under another thread's marker";
+      ASSERT_EQ(n, next[t]++) << "line " << i << " lost, doubled or out of order";
+    }
+  }
+  for (int t = 0; t < THREADS; ++t) EXPECT_EQ(next[t], LINES) << "thread " << t;
+  EXPECT_EQ(scope_lines, 2 * THREADS);
+  EXPECT_GE(switches, THREADS);
 }
 
 TEST(DiagFile, UnusableDirectoryLosesLinesOnly) {
   Scratch_dir dir;
   const std::string locked = dir.file("locked");
-  std::filesystem::create_directory(locked);
-  std::filesystem::permissions(locked, std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  fs::create_directory(locked);
+  fs::permissions(locked, fs::perms::owner_read | fs::perms::owner_exec);
   const bool root = ::geteuid() == 0;  // root writes anywhere
-
-  std::vector<std::u16string> targets = {widen(dir.file("no/such/dir")), widen(dir.file("plain"))};
-  if (!root) targets.push_back(widen(locked));
   std::ofstream(dir.file("plain")) << "a file where a directory should be";
-  int index = 0;
-  for (const std::u16string& target : targets) {
-    const std::u16string name = u"lost" + widen(std::to_string(index++)) + u".dgn";
+
+  std::vector<std::string> targets = {dir.file("no/such/dir"), dir.file("plain")};
+  if (!root) targets.push_back(locked);
+  for (std::size_t i = 0; i < targets.size(); ++i) {
+    const std::string name = "lost" + std::to_string(i) + ".dgn";
     kov::Kov_diag_main diag;
-    diag.reset(target, name, 1);
+    diag.reset(widen(targets[i]), widen(name), 1);
     kov::Kov_diag_trace scope(u"scope", 1, diag);
-    for (int i = 0; i < 100; ++i) EXPECT_NO_THROW(scope.trace(u"line %d", i));
+    for (int n = 0; n < 100; ++n) EXPECT_NO_THROW(scope.trace(u"line %d", n));
     // The next write tries again: a usable directory brings lines back.
     diag.path(dir.wpath());
     diag.write(u"back");
     diag.close();
-    EXPECT_EQ(read_lines(dir.file(std::string(name.begin(), name.end()))),
-              (std::vector<std::string>{header_line(), marker_line(this_thread()), "back"}));
+    EXPECT_EQ(read_lines(dir.file(name)), opened({"back"}));
   }
-  EXPECT_FALSE(std::filesystem::exists(dir.file("no")));
-  if (!root) {
-    EXPECT_TRUE(std::filesystem::is_empty(locked));
+  EXPECT_FALSE(fs::exists(dir.file("no")));
+  EXPECT_TRUE(root || fs::is_empty(locked));
+}
+
+// Trace scopes.
+
+// 10:15:30 UTC on 1 January 2024, plus the microseconds in `fixed_micros`.
+std::int64_t fixed_micros = 0;
+std::int64_t fixed_clock() { return (1704067200LL + 10 * 3600 + 15 * 60 + 30) * 1000000LL + fixed_micros; }
+
+// A diagnostic object writing to its own file at a fixed time of day.
+class Traced : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ::setenv("TZ", "UTC", 1);
+    ::tzset();
+    fixed_micros = 250000;
+    nev::nev_set_clock(&fixed_clock);
+    diag.reset(dir.wpath(), u"trace.dgn", 5);
+  }
+  void TearDown() override { nev::nev_set_clock(nullptr); }
+
+  // The lines after the header and the marker.
+  Lines lines() {
+    auto all = read_lines(dir.file("trace.dgn"));
+    if (all.size() >= 2) all.erase(all.begin(), all.begin() + 2);
+    return all;
+  }
+
+  Scratch_dir dir;
+  kov::Kov_diag_main diag;
+};
+
+const std::string AT = "[10:15:30:25]  ";  // a line at depth 0
+
+// Entry, message and exit lines indent by the depth of enabled scopes; a
+// name is no format, a message is cut at 1023 units.
+TEST_F(Traced, NestedScopesAndMessages) {
+  {
+    kov::Kov_diag_trace outer(u"100%d done", 1, diag);
+    outer.trace(u"%d items from %s, %u%% %c", 12, u"disk", 40u, u'!');
+    outer.trace(u"%s", std::u16string(3000, u'y').c_str());
+    outer.trace(u"%%s stays");
+    outer.trace(u"%d of %d", 0, 5);  // a literal 0 is an argument, not a dump's null pointer
+    {
+      kov::Kov_diag_trace skipped(u"skipped", 6, diag);  // disabled: no lines, no indentation
+      skipped.trace(u"never");
+      skipped.trace(u"never", reinterpret_cast<const std::uint8_t*>("ab"), 2);
+      kov::Kov_diag_trace inner(u"inner", 5, diag);
+      inner.trace(u"a message of inner");
+      kov::Kov_diag_trace third(u"third", 0, diag);
+    }
+  }
+  EXPECT_EQ(lines(), (Lines{AT + "> 100%d done", AT + "  12 items from disk, 40% !", AT + "  " + std::string(1023, 'y'),
+                            AT + "  %s stays", AT + "  0 of 5", AT + "  > inner", AT + "    a message of inner",
+                            AT + "    > third", AT + "    < third", AT + "  < inner", AT + "< 100%d done"}));
+}
+
+// Local time of day, hundredths truncated, across seconds, in a zone of
+// UTC+5:30 that needs no zone files.
+TEST_F(Traced, StampIsLocalTimeWithTruncatedHundredths) {
+  ::setenv("TZ", "XYZ-05:30", 1);
+  ::tzset();
+  const struct { std::int64_t micros; const char* stamp; } cases[] = {
+      {0, "[15:45:30:00]"},      {9999, "[15:45:30:00]"},    {10000, "[15:45:30:01]"},   {120000, "[15:45:30:12]"},
+      {999999, "[15:45:30:99]"}, {1990000, "[15:45:31:99]"}, {2000000, "[15:45:32:00]"}, {-5000000, "[15:45:25:00]"}};
+  {
+    kov::Kov_diag_trace scope(u"s", 1, diag);
+    for (const auto& c : cases) {
+      fixed_micros = c.micros;
+      scope.trace(u"m");
+    }
+  }
+  const auto written = lines();
+  ASSERT_EQ(written.size(), std::size(cases) + 2);
+  for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(written[i + 1], std::string(cases[i].stamp) + "    m");
+}
+
+// A scope is enabled when the object's level is not 0 and at least the
+// scope's; each row also runs a scope against the object at that level.
+TEST_F(Traced, ScopeEnabledWhenObjectLevelIsNonZeroAndHighEnough) {
+  const struct { std::uint16_t object, scope; bool writes; } cases[] = {
+      {0, 0, false}, {0, 1, false}, {5, 0, true}, {5, 5, true}, {5, 6, false}, {1, 1, true},
+      {65535, 65535, true}, {65534, 65535, false}};
+  std::size_t written = 0;
+  for (const auto& c : cases) {
+    EXPECT_EQ(kov::Kov_diag_trace::is_enabled(c.object, c.scope), c.writes) << c.object << " " << c.scope;
+    diag.level(c.object);
+    { kov::Kov_diag_trace scope(u"s", c.scope, diag); }
+    const std::size_t now = read_lines(dir.file("trace.dgn")).size();
+    EXPECT_EQ(now > written, c.writes) << c.object << " " << c.scope;
+    written = now;
   }
 }
 
-TEST(DiagFile, ExistingFileIsAppendedTo) {
-  Scratch_dir dir;
-  std::ofstream(dir.file("old.dgn"), std::ios::binary) << utf16le(std::string("earlier\r\n"));
+TEST_F(Traced, EnablementIsFixedAtEntry) {
+  diag.level(0);
   {
-    kov::Kov_diag_main diag;
-    diag.reset(dir.wpath(), u"old.dgn", 1);
-    diag.write(u"later");
+    kov::Kov_diag_trace off(u"off", 1, diag);
+    diag.level(5);
+    off.trace(u"silent after the level rose");
   }
-  EXPECT_EQ(read_lines(dir.file("old.dgn")),
-            (std::vector<std::string>{"earlier", header_line(), marker_line(this_thread()), "later"}));
+  EXPECT_FALSE(std::filesystem::exists(dir.file("trace.dgn")));
+  {
+    kov::Kov_diag_trace on(u"on", 1, diag);  // the depth stayed 0: this is depth 1
+    diag.level(0);                            // closes the file
+    on.trace(u"still writing");
+  }
+  // The lines after level(0) went to a fresh opening of the same name:
+  // header (today by the same clock), marker, lines.
+  EXPECT_EQ(lines(), (Lines{AT + "> on", "**** Diagnostic file created: Monday 01 January 2024 ****", marker_line(),
+                            AT + "  still writing", AT + "< on"}));
+}
+
+TEST_F(Traced, DumpRowsHaveFixedColumns) {
+  std::vector<std::uint8_t> bytes(65535);
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(0x41 + i);
+  const std::uint8_t mixed[] = {0x41, 0x42, 0x00, 0x25, 0x7F, 0xFF, 0x20, 0x7E};
+  const std::string pre = AT + "  ";
+  {
+    kov::Kov_diag_trace scope(u"d", 1, diag);
+    scope.trace(u"Received", mixed, 3);
+    scope.trace(u"Empty 100%%", mixed, 0);
+    scope.trace(u"Mixed", mixed, 8);
+    scope.trace(u"Sixteen", bytes.data(), 16);
+    scope.trace(u"Seventeen", bytes.data(), 17);
+    scope.trace(u"Chars", "A%", 2);
+    scope.trace(u"All", bytes.data(), 65535);  // the largest dump: 4096 rows, the last of 15 bytes
+  }
+  const std::string sixteen = pre + "41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f 50 ABCDEFGHIJKLMNOP";
+  const Lines expected = {AT + "> d", pre + "Received", pre + "41 42 00" + std::string(40, ' ') + "AB.",
+                          pre + "Empty 100%", pre + "Mixed",
+                          pre + "41 42 00 25 7f ff 20 7e " + std::string(24, ' ') + "AB.%.. ~",
+                          pre + "Sixteen", sixteen, pre + "Seventeen", sixteen, pre + "51 " + std::string(45, ' ') + "Q",
+                          pre + "Chars", pre + "41 25 " + std::string(42, ' ') + "A%", pre + "All", sixteen};
+  const auto written = lines();
+  ASSERT_EQ(written.size(), expected.size() + 4095 + 1);
+  EXPECT_EQ(Lines(written.begin(), written.begin() + expected.size()), expected);
+  // Bytes 65520..65534 are 0x31..0x3f.
+  EXPECT_EQ(written[written.size() - 2],
+            pre + "31 32 33 34 35 36 37 38 39 3a 3b 3c 3d 3e 3f    123456789:;<=>?");
+  EXPECT_EQ(written.back(), AT + "< d");
+}
+
+TEST_F(Traced, DepthBelongsToEachThread) {
+  auto work = [this] {
+    kov::Kov_diag_trace a(u"a", 1, diag);
+    kov::Kov_diag_trace b(u"b", 1, diag);
+  };
+  std::thread(work).join();
+  work();  // the first thread's depth does not leak into this one
+  Lines written = lines();
+  std::erase_if(written, [](const std::string& line) { return line.rfind("****", 0) == 0; });  // markers
+  const Lines once = {AT + "> a", AT + "  > b", AT + "  < b", AT + "< a"};
+  EXPECT_EQ(written, (Lines{once[0], once[1], once[2], once[3], once[0], once[1], once[2], once[3]}));
 }
 
 }  // namespace

@@ -1,167 +1,159 @@
 // A service's diagnostic parameters in the registry, the service
-// constructor, and the process-wide object.
+// constructor, the process-wide object, and the kovdiag tool run as a
+// program on what the library wrote.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
+#include <future>
 #include <stdexcept>
+#include <thread>
+
+#include <sys/wait.h>
 
 #include "diag_test_support.h"
 #include "kov/codes.h"
 #include "kov/diag.h"
 #include "nev/codes.h"
 #include "nev/registry.h"
-#include "nev/system.h"
+#include "nev/strings.h"
 
 namespace {
 
-using diag_test::header_line;
-using diag_test::marker_line;
-using diag_test::read_lines;
-using diag_test::Scratch_dir;
+using namespace diag_test;
+using Global = kov::Kov_diag_global;
 
 const std::u16string SERVICES = u"SYSTEM\\CurrentControlSet\\Services\\";
 
 // A service name of this test alone, with no key left from an earlier run:
-// the tests of this program share a hive that outlives them.
-std::u16string unique_service(const char* stem) {
-  const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-  const std::u16string service =
-      diag_test::widen(std::string(stem) + "_" + info->test_suite_name() + "_" + info->name());
+// the hive outlives the test.
+std::u16string new_service(const char* stem) {
+  const std::u16string service = widen(std::string(stem) + "_" +
+                                       ::testing::UnitTest::GetInstance()->current_test_info()->name());
   nev::Nev_status ignored;
   nev::nev_delete_reg_tree(nev::NEV_HKEY_LOCAL_MACHINE, SERVICES + service, ignored);
   return service;
 }
 
-void set_string(const std::u16string& service, const std::u16string& value_name, const std::u16string& value) {
+// Sets one of the service's parameters, a string or a number.
+void set(const std::u16string& service, const char16_t* value, const std::u16string& text) {
   nev::Nev_status status;
-  nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, SERVICES + service, u"Parameters", value_name, value,
-                                status);
-  ASSERT_TRUE(status.ok()) << diag_test::narrow(nev::nev_status_text(status));
+  nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, SERVICES + service, u"Parameters", value, text, status);
+  EXPECT_TRUE(status.ok()) << nev::nev_to_utf8(nev::nev_status_text(status));
+}
+void set(const std::u16string& service, const char16_t* value, std::uint32_t number) {
+  nev::Nev_status status;
+  nev::nev_set_reg_uint_value(nev::NEV_HKEY_LOCAL_MACHINE, SERVICES + service, u"Parameters", value, number, status);
+  EXPECT_TRUE(status.ok()) << nev::nev_to_utf8(nev::nev_status_text(status));
 }
 
-void set_uint(const std::u16string& service, const std::u16string& value_name, std::uint32_t value) {
-  nev::Nev_status status;
-  nev::nev_set_reg_uint_value(nev::NEV_HKEY_LOCAL_MACHINE, SERVICES + service, u"Parameters", value_name, value,
-                              status);
-  ASSERT_TRUE(status.ok()) << diag_test::narrow(nev::nev_status_text(status));
+// Sets a variable while it lives, then puts back what was there.
+struct Scoped_env {
+  Scoped_env(const char* variable, const std::string& value)
+      : name(variable), old(std::getenv(variable) ? std::getenv(variable) : "") {
+    ::setenv(name, value.c_str(), 1);
+  }
+  ~Scoped_env() { old.empty() ? ::unsetenv(name) : ::setenv(name, old.c_str(), 1); }
+  const char* name;
+  std::string old;
+};
+
+// The top failure in `status` with its arguments, and how many failures
+// stand in it, as one text to compare.
+std::u16string failure(const nev::Nev_status& status) {
+  std::u16string text = widen(std::to_string(status.code()));
+  for (unsigned i = 0; i < status.argument_count(0); ++i) text += u" " + status.argument(0, i);
+  return text + u" /" + widen(std::to_string(status.depth()));
+}
+std::u16string failure(std::uint32_t code, const std::u16string& arguments, unsigned depth) {
+  return widen(std::to_string(code)) + u" " + arguments + u" /" + widen(std::to_string(depth));
 }
 
-TEST(DiagService, ReadsWhatWasWrittenAndKeepsLowSixteenBits) {
-  const std::u16string service = unique_service("svc");
+TEST(DiagService, LocalParametersAndTheirFailures) {
+  const std::u16string service = new_service("svc");
   nev::Nev_status status;
-  kov::Kov_diag_global::set_service_parameters(u"", service, u"/var/diag", u"svc%3.dgn", 7, status);
-  ASSERT_TRUE(status.ok()) << diag_test::narrow(nev::nev_status_text(status));
-
+  Global::set_service_parameters(u"", service, u"/var/diag", u"svc%3.dgn", 7, status);
+  ASSERT_TRUE(status.ok()) << nev::nev_to_utf8(nev::nev_status_text(status));
   nev::Nev_reg_value raw;
   nev::nev_get_reg_value(nev::NEV_HKEY_LOCAL_MACHINE, SERVICES + service + u"\\Parameters", u"DiagTraceLevel", raw,
                          status);
   EXPECT_EQ(raw.type, nev::NEV_REG_DWORD);
   EXPECT_EQ(raw.data, (std::vector<std::uint8_t>{7, 0, 0, 0}));
-
   std::u16string path = u"p", name = u"n";
   std::uint16_t level = 99;
-  kov::Kov_diag_global::get_service_parameters(u"", service, path, name, level, status);
+  set(service, u"DiagTraceLevel", 65541);  // only the low 16 bits count
+  Global::get_service_parameters(u"", service, path, name, level, status);
   EXPECT_TRUE(status.ok());
-  EXPECT_EQ(path, u"/var/diag");
-  EXPECT_EQ(name, u"svc%3.dgn");
-  EXPECT_EQ(level, 7);
-
-  set_uint(service, u"DiagTraceLevel", 65541);
-  kov::Kov_diag_global::get_service_parameters(u"", service, path, name, level, status);
+  EXPECT_EQ(path + u"|" + name, u"/var/diag|svc%3.dgn");
   EXPECT_EQ(level, 5);
-}
 
-TEST(DiagService, FirstFailureEndsTheReading) {
-  const std::u16string service = unique_service("partial");
-  set_string(service, u"DiagFilePath", u"/first");
-  set_uint(service, u"DiagTraceLevel", 3);  // present, but behind the missing name
-  std::u16string path = u".", name = u"preset.dgn";
-  std::uint16_t level = 1;
-  nev::Nev_status status;
+  // The first failure ends the reading: the level, present behind the
+  // missing name, is not read.
+  const std::u16string partial = new_service("partial");
+  set(partial, u"DiagFilePath", u"/first");
+  set(partial, u"DiagTraceLevel", 3);
+  path = u".";
+  name = u"preset.dgn";
+  level = 1;
   status = 0xC2000001;  // cleared first
-  kov::Kov_diag_global::get_service_parameters(u"", service, path, name, level, status);
-  EXPECT_EQ(path, u"/first");
-  EXPECT_EQ(name, u"preset.dgn");
+  Global::get_service_parameters(u"", partial, path, name, level, status);
+  EXPECT_EQ(path + u"|" + name, u"/first|preset.dgn");
   EXPECT_EQ(level, 1);
-  EXPECT_EQ(status.code(), kov::KOV_E_DIAG_READ);
-  EXPECT_EQ(status.argument(0, 0), service);
-  EXPECT_EQ(status.argument_count(0), 1u);
-  EXPECT_EQ(status.depth(), 2u);
-  EXPECT_FALSE(status.code(1) == 0) << "the lower failure stays beneath";
+  EXPECT_EQ(failure(status), failure(kov::KOV_E_DIAG_READ, partial, 2)) << "the lower failure stays beneath";
+  EXPECT_NE(status.code(1), 0u);
 
   // A hive that cannot be written: the local write code, with the service.
-  const std::string hive = std::getenv("NEV_REGISTRY") ? std::getenv("NEV_REGISTRY") : "";
-  ::setenv("NEV_REGISTRY", "/proc/no-such-dir/hive.db", 1);
-  kov::Kov_diag_global::set_service_parameters(u"", service, u"p", u"n", 1, status);
-  hive.empty() ? ::unsetenv("NEV_REGISTRY") : ::setenv("NEV_REGISTRY", hive.c_str(), 1);
-  EXPECT_EQ(status.code(), kov::KOV_E_DIAG_WRITE);
-  EXPECT_EQ(status.argument(0, 0), service);
-  EXPECT_EQ(status.depth(), 2u);
-}
-
-// Points NEV_REGISTRY_MACHINES at `dir` and gives it a hive for `machine`.
-void make_machine(const Scratch_dir& dir, const std::string& machine) {
-  ::setenv("NEV_REGISTRY_MACHINES", dir.path().c_str(), 1);
-  const std::string local = std::getenv("NEV_REGISTRY") ? std::getenv("NEV_REGISTRY") : "";
-  ::setenv("NEV_REGISTRY", dir.file(machine + ".db").c_str(), 1);
-  nev::Nev_status status;
-  nev::nev_create_reg_key(nev::NEV_HKEY_LOCAL_MACHINE, u"SYSTEM", status);
-  ASSERT_TRUE(status.ok()) << diag_test::narrow(nev::nev_status_text(status));
-  if (local.empty()) {
-    ::unsetenv("NEV_REGISTRY");
-  } else {
-    ::setenv("NEV_REGISTRY", local.c_str(), 1);
+  {
+    Scoped_env hive("NEV_REGISTRY", "/proc/no-such-dir/hive.db");
+    Global::set_service_parameters(u"", service, u"p", u"n", 1, status);
   }
+  EXPECT_EQ(failure(status), failure(kov::KOV_E_DIAG_WRITE, service, 2));
 }
 
 TEST(DiagService, NamedMachine) {
-  Scratch_dir machines;
-  make_machine(machines, "far");
-  const std::u16string service = u"remote";
+  Scratch_dir machines;  // holds the hive of the machine "far"
+  ::setenv("NEV_REGISTRY_MACHINES", machines.path().c_str(), 1);
   nev::Nev_status status;
-  kov::Kov_diag_global::set_service_parameters(u"far", service, u"/remote", u"r.dgn", 9, status);
-  ASSERT_TRUE(status.ok()) << diag_test::narrow(nev::nev_status_text(status));
-
+  {
+    Scoped_env hive("NEV_REGISTRY", machines.file("far.db"));
+    nev::nev_create_reg_key(nev::NEV_HKEY_LOCAL_MACHINE, u"SYSTEM", status);
+    ASSERT_TRUE(status.ok()) << nev::nev_to_utf8(nev::nev_status_text(status));
+  }
+  Global::set_service_parameters(u"far", u"remote", u"/remote", u"r.dgn", 9, status);
+  ASSERT_TRUE(status.ok()) << nev::nev_to_utf8(nev::nev_status_text(status));
   std::u16string path, name;
   std::uint16_t level = 0;
-  kov::Kov_diag_global::get_service_parameters(u"far", service, path, name, level, status);
+  Global::get_service_parameters(u"far", u"remote", path, name, level, status);
   EXPECT_TRUE(status.ok());
   EXPECT_EQ(path, u"/remote");
   EXPECT_EQ(level, 9);
-  kov::Kov_diag_global::get_service_parameters(u"", service, path = u"local", name, level, status);
+  Global::get_service_parameters(u"", u"remote", path = u"local", name, level, status);
   EXPECT_EQ(path, u"local") << "the named machine's values are not this machine's";
 
   // A machine with no hive: nothing is read, both names in the failure.
-  const struct {
-    bool write;
-    std::uint32_t code;
-  } cases[] = {{false, kov::KOV_E_DIAG_READ_MACHINE}, {true, kov::KOV_E_DIAG_WRITE_MACHINE}};
-  for (const auto& c : cases) {
+  for (const bool write : {false, true}) {
     path = u"kept";
-    if (c.write) {
-      kov::Kov_diag_global::set_service_parameters(u"nowhere", service, u"p", u"n", 1, status);
+    if (write) {
+      Global::set_service_parameters(u"nowhere", u"remote", u"p", u"n", 1, status);
     } else {
-      kov::Kov_diag_global::get_service_parameters(u"nowhere", service, path, name, level, status);
+      Global::get_service_parameters(u"nowhere", u"remote", path, name, level, status);
     }
-    EXPECT_EQ(status.code(), c.code);
-    EXPECT_EQ(status.argument(0, 0), service);
-    EXPECT_EQ(status.argument(0, 1), u"nowhere");
+    const std::uint32_t code = write ? kov::KOV_E_DIAG_WRITE_MACHINE : kov::KOV_E_DIAG_READ_MACHINE;
+    EXPECT_EQ(failure(status), failure(code, u"remote nowhere", 2));
     EXPECT_EQ(status.code(1), nev::NEV_E_REG_NO_MACHINE);
     EXPECT_EQ(path, u"kept");
   }
   EXPECT_FALSE(std::filesystem::exists(machines.file("nowhere.db")));
 }
 
-TEST(DiagService, ServiceConstructorUsesRegistryAndConsole) {
+TEST(DiagService, ServiceConstructorUsesRegistryAndConsoleOfExactlyOne) {
   Scratch_dir dir;
-  const std::u16string service = unique_service("console");
-  set_string(service, u"DiagFilePath", dir.wpath());
-  set_string(service, u"DiagFileName", u"svc%3.dgn");
-  set_uint(service, u"DiagTraceLevel", 0);
-  set_uint(service, u"DiagEnableConsole", 1);
+  const std::u16string service = new_service("console");
+  set(service, u"DiagFilePath", dir.wpath());
+  set(service, u"DiagFileName", u"svc%3.dgn");
+  set(service, u"DiagTraceLevel", 0);
+  set(service, u"DiagEnableConsole", 1);
   ::setenv("DGN_FILEPATH", "/nowhere", 1);  // the service constructor reads no environment
-
   ::testing::internal::CaptureStdout();
   {
     kov::Kov_diag_main diag(service);
@@ -170,22 +162,19 @@ TEST(DiagService, ServiceConstructorUsesRegistryAndConsole) {
     diag.close();
     diag.write(u"file only");
   }
-  const std::string console = ::testing::internal::GetCapturedStdout();
-  const std::string marker = marker_line(nev::nev_current_thread_id());
-  EXPECT_EQ(console, header_line() + "\r\n" + marker + "\r\n" + "shown \xc3\xa9\r\n");
-  EXPECT_EQ(read_lines(dir.file("svc000.dgn")), (std::vector<std::string>{header_line(), marker, "shown \xe9"}));
-  EXPECT_EQ(read_lines(dir.file("svc001.dgn")), (std::vector<std::string>{header_line(), marker, "file only"}));
-}
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), header_line() + "\r\n" + marker_line() + "\r\nshown \xc3\xa9\r\n");
+  EXPECT_EQ(read_lines(dir.file("svc000.dgn")), opened({"shown \xe9"}));
+  EXPECT_EQ(read_lines(dir.file("svc001.dgn")), opened({"file only"}));
 
-TEST(DiagService, ConsoleOnlyForExactlyOneAndDefaultsForMissingValues) {
-  const std::u16string service = unique_service("two");
-  set_string(service, u"DiagFilePath", u"/from/registry");
-  set_uint(service, u"DiagEnableConsole", 2);
+  // A console value other than 1 gives no console; missing values keep the
+  // defaults.
+  const std::u16string two = new_service("two");
+  set(two, u"DiagFilePath", u"/from/registry");
+  set(two, u"DiagEnableConsole", 2);
   ::testing::internal::CaptureStdout();
   {
-    kov::Kov_diag_main diag(service);
-    EXPECT_EQ(diag.path(), u"/from/registry");
-    EXPECT_EQ(diag.name(), u"default.dgn");
+    kov::Kov_diag_main diag(two);
+    EXPECT_EQ(diag.path() + u"|" + diag.name(), u"/from/registry|default.dgn");
     EXPECT_EQ(diag.level(), 0);
     diag.write(u"lost: the directory does not exist");
   }
@@ -196,40 +185,38 @@ TEST(DiagGlobal, MadeOnceFromTheEnvironment) {
   Scratch_dir dir;
   ::setenv("DGN_FILEPATH", dir.path().c_str(), 1);
   ::setenv("DGN_TRACELEVEL", "4", 1);
-  kov::Kov_diag_main& first = kov::Kov_diag_global::global();
-  EXPECT_EQ(&kov::Kov_diag_global::global(), &first);
+  kov::Kov_diag_main& first = Global::global();
   EXPECT_EQ(first.path(), dir.wpath());
   EXPECT_EQ(first.level(), 4);
   kov::Kov_diag_main mine;
-  kov::Kov_diag_global::initialise(&mine);  // ignored without a word
-  EXPECT_NO_THROW(kov::Kov_diag_global::initialise(nullptr));
-  EXPECT_EQ(&kov::Kov_diag_global::global(), &first);
+  Global::initialise(&mine);  // ignored without a word
+  EXPECT_NO_THROW(Global::initialise(nullptr));
+  EXPECT_EQ(&Global::global(), &first);
 }
 
 TEST(DiagGlobal, NullPointerWithNoObjectThrowsExactText) {
   try {
-    kov::Kov_diag_global::initialise(static_cast<kov::Kov_diag_main*>(nullptr));
+    Global::initialise(static_cast<kov::Kov_diag_main*>(nullptr));
     FAIL() << "no exception";
   } catch (const std::invalid_argument& error) {
     EXPECT_STREQ(error.what(), "Null pointer given to Kov_diag_global::initialise()");
   }
   kov::Kov_diag_main mine;
-  kov::Kov_diag_global::initialise(&mine);
-  EXPECT_EQ(&kov::Kov_diag_global::global(), &mine);
+  Global::initialise(&mine);
+  EXPECT_EQ(&Global::global(), &mine);
 }
 
 TEST(DiagGlobal, ServiceInitialiseResetsOnlyWhenAllThreeWereRead) {
   Scratch_dir dir;
   Scratch_dir other;
-  const std::u16string service = unique_service("global");
-  set_string(service, u"DiagFilePath", dir.wpath());
-  set_string(service, u"DiagFileName", u"g%1.dgn");
-  set_uint(service, u"DiagTraceLevel", 3);
-  set_uint(service, u"DiagEnableConsole", 1);
-
+  const std::u16string service = new_service("global");
+  set(service, u"DiagFilePath", dir.wpath());
+  set(service, u"DiagFileName", u"g%1.dgn");
+  set(service, u"DiagTraceLevel", 3);
+  set(service, u"DiagEnableConsole", 1);
   ::testing::internal::CaptureStdout();
-  kov::Kov_diag_global::initialise(service);
-  kov::Kov_diag_main& global = kov::Kov_diag_global::global();
+  Global::initialise(service);
+  kov::Kov_diag_main& global = Global::global();
   EXPECT_EQ(global.level(), 3);
   global.write(u"one");
 
@@ -237,23 +224,127 @@ TEST(DiagGlobal, ServiceInitialiseResetsOnlyWhenAllThreeWereRead) {
   nev::Nev_status status;
   nev::nev_delete_reg_value(nev::NEV_HKEY_LOCAL_MACHINE, SERVICES + service + u"\\Parameters", u"DiagTraceLevel",
                             status);
-  set_string(service, u"DiagFilePath", other.wpath());
-  kov::Kov_diag_global::initialise(service);
+  set(service, u"DiagFilePath", other.wpath());
+  Global::initialise(service);
   global.write(u"two");
   EXPECT_EQ(global.path(), dir.wpath());
   EXPECT_EQ(global.level(), 3);
 
   // All three again: reset, which closes the file and ends the console.
-  set_uint(service, u"DiagTraceLevel", 2);
-  kov::Kov_diag_global::initialise(service);
+  set(service, u"DiagTraceLevel", 2);
+  Global::initialise(service);
   global.write(u"three");
-  const std::string console = ::testing::internal::GetCapturedStdout();
-  EXPECT_EQ(&kov::Kov_diag_global::global(), &global);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), header_line() + "\r\n" + marker_line() + "\r\none\r\ntwo\r\n");
+  EXPECT_EQ(&Global::global(), &global);
   EXPECT_EQ(global.level(), 2);
-  const std::string marker = marker_line(nev::nev_current_thread_id());
-  EXPECT_EQ(console, header_line() + "\r\n" + marker + "\r\none\r\ntwo\r\n");
-  EXPECT_EQ(read_lines(dir.file("g0.dgn")), (std::vector<std::string>{header_line(), marker, "one", "two"}));
-  EXPECT_EQ(read_lines(other.file("g1.dgn")), (std::vector<std::string>{header_line(), marker, "three"}));
+  EXPECT_EQ(read_lines(dir.file("g0.dgn")), opened({"one", "two"}));
+  EXPECT_EQ(read_lines(other.file("g1.dgn")), opened({"three"}));
+}
+
+// The kovdiag tool.
+
+// The tool is built beside the test program.
+const std::string PROGRAM = (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "kovdiag").string();
+
+struct Tool_run { int status; std::string output; };
+
+// Runs kovdiag with `arguments`, behind `runner` if given; standard error
+// is joined to the output.
+Tool_run kovdiag(const std::string& arguments, const std::string& runner = "") {
+  if (!std::filesystem::exists(PROGRAM)) return {-1, "kovdiag not built at " + PROGRAM};
+  FILE* pipe = ::popen((runner + PROGRAM + " " + arguments + " 2>&1").c_str(), "r");
+  Tool_run run{-1, ""};
+  char buffer[4096];
+  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.output.append(buffer, n);
+  const int status = ::pclose(pipe);
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+TEST(Kovdiag, CatPrintsUtf8AndFiltersOneThread) {
+  Scratch_dir dir;
+  std::string theirs;
+  {
+    kov::Kov_diag_main diag;
+    diag.reset(dir.wpath(), u"c.dgn", 1);
+    diag.write(u"main \u20ac");
+    std::thread([&] {
+      theirs = marker_line();
+      diag.write(u"other");
+    }).join();
+    diag.write(u"main again");
+  }
+  const Tool_run all = kovdiag("cat " + dir.file("c.dgn"));
+  EXPECT_EQ(all.status, 0);
+  EXPECT_EQ(all.output, header_line() + "\n" + marker_line() + "\nmain \xe2\x82\xac\n" + theirs + "\nother\n" +
+                            marker_line() + "\nmain again\n");
+
+  char id[16];
+  std::snprintf(id, sizeof id, "%x", nev::nev_current_thread_id());
+  EXPECT_EQ(kovdiag("cat --thread " + std::string(id) + " " + dir.file("c.dgn")).output,
+            "main \xe2\x82\xac\nmain again\n");
+
+  const Tool_run missing = kovdiag("cat " + dir.file("none.dgn"));
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_NE(missing.output.find("none.dgn"), std::string::npos) << missing.output;
+  EXPECT_EQ(missing.output.find("0xC2"), std::string::npos) << "a readable text, not a bare code";
+  EXPECT_EQ(kovdiag("cat").status, 2);
+  EXPECT_EQ(kovdiag("frobnicate x").status, 2);
+}
+
+TEST(Kovdiag, FollowSeesGrowthAndMovesToTheNextNumberedFile) {
+  Scratch_dir dir;
+  kov::Kov_diag_main diag;
+  diag.reset(dir.wpath(), u"f%2.dgn", 1);
+  diag.write(u"before");
+  auto follower =
+      std::async(std::launch::async, [&] { return kovdiag("follow --lines 6 --for 20 " + dir.file("f00.dgn")); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  diag.write(u"grown");
+  diag.close();
+  diag.write(u"in the next file");
+  const Tool_run run = follower.get();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.output, header_line() + "\n" + marker_line() + "\nbefore\ngrown\n" + header_line() + "\n" +
+                            marker_line() + "\n");
+  // --for ends the wait even for a file that never appears.
+  EXPECT_EQ(kovdiag("follow --for 0.3 " + dir.file("absent.dgn")).status, 0);
+}
+
+// An interrupt ends follow normally, with status 0; a follower that does
+// not stop is killed after five more seconds (status 137), one killed by
+// the interrupt itself ends with 130.
+TEST(Kovdiag, FollowStopsOnInterrupt) {
+  Scratch_dir dir;
+  EXPECT_EQ(kovdiag("follow " + dir.file("i.dgn"), "timeout --preserve-status -k 5 -s INT 0.3 ").status, 0);
+}
+
+TEST(Kovdiag, ConfigThenShow) {
+  const std::string service = "kovdiag_tool_service";
+  nev::Nev_status status;
+  nev::nev_delete_reg_tree(nev::NEV_HKEY_LOCAL_MACHINE, u"SYSTEM\\CurrentControlSet\\Services\\" + widen(service),
+                           status);
+  const std::string show = "show " + service, config = "config " + service;
+  EXPECT_EQ(kovdiag(config + " --level 4").status, 0);
+  EXPECT_EQ(kovdiag(show).output,
+            "DiagFilePath       .\nDiagFileName       default.dgn\nDiagTraceLevel     4\nDiagEnableConsole  (not set)\n");
+  EXPECT_EQ(kovdiag(config + " --path /var/x --name s%3.dgn --console on").status, 0);
+  EXPECT_EQ(kovdiag(show).output,
+            "DiagFilePath       /var/x\nDiagFileName       s%3.dgn\nDiagTraceLevel     4\nDiagEnableConsole  on\n");
+
+  // What the tool wrote is what the library reads.
+  std::u16string path, name;
+  std::uint16_t level = 0;
+  kov::Kov_diag_global::get_service_parameters(u"", widen(service), path, name, level, status);
+  EXPECT_TRUE(status.ok());
+  EXPECT_EQ(path, u"/var/x");
+  EXPECT_EQ(level, 4);
+
+  EXPECT_EQ(kovdiag(config + " --level 70000").status, 2);
+  EXPECT_EQ(kovdiag(config + " --console maybe").status, 2);
+  const Tool_run far = kovdiag(show + " --machine nowhere");
+  EXPECT_EQ(far.status, 1);
+  EXPECT_NE(far.output.find("nowhere"), std::string::npos) << far.output;
 }
 
 }  // namespace

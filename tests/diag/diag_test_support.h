@@ -3,6 +3,7 @@
 // independently of the library.
 #pragma once
 
+#include <clocale>
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
@@ -13,9 +14,11 @@
 
 #include <unistd.h>
 
-#include "nev/strings.h"
+#include "nev/system.h"
 
 namespace diag_test {
+
+using Lines = std::vector<std::string>;
 
 // A fresh directory, removed with everything in it at the end of the test.
 class Scratch_dir {
@@ -29,9 +32,6 @@ class Scratch_dir {
     std::filesystem::permissions(m_path, std::filesystem::perms::owner_all, ignored);
     std::filesystem::remove_all(m_path, ignored);
   }
-  Scratch_dir(const Scratch_dir&) = delete;
-  Scratch_dir& operator=(const Scratch_dir&) = delete;
-
   const std::string& path() const { return m_path; }
   std::u16string wpath() const { return std::u16string(m_path.begin(), m_path.end()); }
   std::string file(const std::string& name) const { return m_path + "/" + name; }
@@ -39,9 +39,6 @@ class Scratch_dir {
  private:
   std::string m_path;
 };
-
-// 16-bit text as UTF-8, for messages.
-inline std::string narrow(const std::u16string& text) { return nev::nev_to_utf8(text); }
 
 // ASCII text widened unit by unit.
 inline std::u16string widen(const std::string& text) { return std::u16string(text.begin(), text.end()); }
@@ -55,63 +52,48 @@ inline std::string read_bytes(const std::string& path) {
 // `text` as the file holds it: each unit low byte first.
 inline std::string utf16le(const std::u16string& text) {
   std::string bytes;
-  for (char16_t unit : text) {
-    bytes.push_back(static_cast<char>(unit & 0xFF));
-    bytes.push_back(static_cast<char>(unit >> 8));
-  }
+  for (char16_t unit : text) bytes += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
   return bytes;
 }
-inline std::string utf16le(const std::string& ascii) { return utf16le(widen(ascii)); }
 
-// The file decoded from UTF-16LE (an odd last byte is ignored).
-inline std::u16string read_units(const std::string& path) {
+// The file decoded from UTF-16LE and split at CR LF, as narrow text (units
+// above 0xFF become "?"); text after the last CR LF is the last element.
+inline Lines read_lines(const std::string& path) {
   const std::string bytes = read_bytes(path);
-  std::u16string units;
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    units.push_back(static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
-                                          (static_cast<unsigned char>(bytes[i + 1]) << 8)));
+  std::string text;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) text.push_back(bytes[i + 1] ? '?' : bytes[i]);
+  Lines lines;
+  std::size_t start = 0;
+  for (std::size_t end; (end = text.find("\r\n", start)) != std::string::npos; start = end + 2) {
+    lines.push_back(text.substr(start, end - start));
   }
-  return units;
-}
-
-// The file split at CR LF, as narrow text (units above 0xFF become "?");
-// the text after the last CR LF, if any, is the last element.
-inline std::vector<std::string> read_lines(const std::string& path) {
-  const std::u16string units = read_units(path);
-  std::vector<std::string> lines;
-  std::string current;
-  for (std::size_t i = 0; i < units.size(); ++i) {
-    if (units[i] == u'\r' && i + 1 < units.size() && units[i + 1] == u'\n') {
-      lines.push_back(current);
-      current.clear();
-      ++i;
-    } else {
-      current.push_back(units[i] < 0x100 ? static_cast<char>(units[i]) : '?');
-    }
-  }
-  if (!current.empty()) lines.push_back(current);
+  if (start < text.size()) lines.push_back(text.substr(start));
   return lines;
 }
 
 // The creation header for today, without its CR LF.
 inline std::string header_line() {
-  static const char* const days[] = {"Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday"};
-  static const char* const months[] = {"January", "February", "March",     "April",   "May",      "June",
-                                       "July",    "August",   "September", "October", "November", "December"};
   const std::time_t now = std::time(nullptr);
   std::tm local{};
   ::localtime_r(&now, &local);
+  std::setlocale(LC_TIME, "C");  // English day and month names
   char text[96];
-  std::snprintf(text, sizeof text, "**** Diagnostic file created: %s %02d %s %d ****", days[local.tm_wday],
-                local.tm_mday, months[local.tm_mon], local.tm_year + 1900);
+  std::strftime(text, sizeof text, "**** Diagnostic file created: %A %d %B %Y ****", &local);
   return text;
 }
 
-// The thread marker for `id`, without its CR LF.
-inline std::string marker_line(std::uint32_t id) {
+// The thread marker for `id` (the calling thread's by default), without
+// its CR LF.
+inline std::string marker_line(std::uint32_t id = nev::nev_current_thread_id()) {
   char text[64];
   std::snprintf(text, sizeof text, "**** Switch to thread %.4x ****", id);
   return text;
+}
+
+// What a file opened by the calling thread holds: header, marker, `lines`.
+inline Lines opened(Lines lines) {
+  lines.insert(lines.begin(), {header_line(), marker_line()});
+  return lines;
 }
 
 }  // namespace diag_test
