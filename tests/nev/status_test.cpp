@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <regex>
 #include <sstream>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -24,20 +25,28 @@ constexpr std::uint32_t OUTER = 0xC2010905;
 constexpr std::uint32_t INFO = 0x42010903;
 constexpr std::uint32_t WARNING = 0x82010001;
 
+// The whole stack as "code(argument,argument) ", outermost first.
+std::string dump(const Nev_status& status) {
+  std::ostringstream out;
+  for (unsigned level = 0; level < status.depth(); ++level) {
+    out << std::hex << status.code(level) << '(';
+    for (unsigned i = 0; i < status.argument_count(level); ++i) out << (i ? "," : "") << nev_to_utf8(status.argument(level, i));
+    out << ") ";
+  }
+  return out.str();
+}
+
 TEST(Status, ClearStatusAndOkRule) {
+  // Success and informational codes are ok, warnings and errors are not.
   Nev_status status;
   EXPECT_TRUE(status.ok());
   EXPECT_EQ(status.code(), 0u);
-  EXPECT_EQ(status.depth(), 0u);
-  EXPECT_EQ(status.code(0), 0u);
-  EXPECT_EQ(status.argument(0, 0), u"");
-
-  struct Case { std::uint32_t code; bool ok; };
-  const Case cases[] = {{0x00000001, true}, {INFO, true}, {WARNING, false}, {INNER, false}, {OUTER, false}};
-  for (const Case& c : cases) {
-    status = c.code;
-    EXPECT_EQ(status.ok(), c.ok) << std::hex << c.code;
-    EXPECT_TRUE(status == c.code);
+  EXPECT_EQ(dump(status), "");
+  const std::pair<std::uint32_t, bool> cases[] = {{0x00000001, true}, {INFO, true}, {WARNING, false}, {INNER, false}, {OUTER, false}};
+  for (const auto& [code, ok] : cases) {
+    status = code;
+    EXPECT_EQ(status.ok(), ok) << std::hex << code;
+    EXPECT_TRUE(status == code);
     EXPECT_EQ(status.depth(), 1u);
   }
   status = 0u;
@@ -49,16 +58,10 @@ TEST(Status, AssignReplacesAndPushKeeps) {
   Nev_status status;
   status.assign(INNER, Nev_wstring_status_arg(u"/lib/x.so"), Nev_wstring_status_arg(u"not found"));
   status.push(OUTER, Nev_wstring_status_arg(u"Plug"));
-  EXPECT_EQ(status.depth(), 2u);
+  EXPECT_EQ(dump(status), "c2010905(Plug) c2000009(/lib/x.so,not found) ");
   EXPECT_EQ(status.code(), OUTER);
-  EXPECT_EQ(status.code(0), OUTER);
-  EXPECT_EQ(status.code(1), INNER);
+  // Levels and arguments beyond the stack read as nothing.
   EXPECT_EQ(status.code(2), 0u);
-  EXPECT_EQ(status.argument_count(0), 1u);
-  EXPECT_EQ(status.argument_count(1), 2u);
-  EXPECT_EQ(status.argument(0, 0), u"Plug");
-  EXPECT_EQ(status.argument(1, 0), u"/lib/x.so");
-  EXPECT_EQ(status.argument(1, 1), u"not found");
   EXPECT_EQ(status.argument(1, 2), u"");
   EXPECT_EQ(status.argument(5, 0), u"");
 
@@ -66,14 +69,10 @@ TEST(Status, AssignReplacesAndPushKeeps) {
   Nev_status pushed;
   pushed.push(INNER);
   pushed.push(OUTER, Nev_int_status_arg(7, true));
-  EXPECT_EQ(pushed.depth(), 2u);
-  EXPECT_EQ(pushed.code(1), INNER);
-  EXPECT_EQ(pushed.argument_count(1), 0u);
-  EXPECT_EQ(pushed.argument(0, 0), u"7");
+  EXPECT_EQ(dump(pushed), "c2010905(7) c2000009() ");
 
   status.assign(WARNING);
-  EXPECT_EQ(status.depth(), 1u);
-  EXPECT_EQ(status.argument_count(0), 0u);
+  EXPECT_EQ(dump(status), "82010001() ");
   status.assign(0);
   EXPECT_EQ(status.depth(), 0u);
   status.push(0);
@@ -104,29 +103,26 @@ TEST(Status, CopiesAreIndependentAndMovesEmpty) {
     temporary = u"changed";
   }
   original.push(OUTER);
+  const std::string two_levels = "c2010905() c2000009(path) ";
   Nev_status copy(original);
   original.push(WARNING, Nev_wstring_status_arg(u"later"));
-  EXPECT_EQ(copy.depth(), 2u);
-  EXPECT_EQ(copy.argument(1, 0), u"path");
+  EXPECT_EQ(dump(copy), two_levels);
   EXPECT_EQ(original.depth(), 3u);
 
   Nev_status assigned;
   assigned = copy;
   copy.clear();
-  EXPECT_EQ(assigned.depth(), 2u);
-  EXPECT_EQ(assigned.code(1), INNER);
+  EXPECT_EQ(dump(assigned), two_levels);
   assigned = assigned;  // self-assignment keeps everything
-  EXPECT_EQ(assigned.depth(), 2u);
+  EXPECT_EQ(dump(assigned), two_levels);
 
   Nev_status moved(std::move(assigned));
-  EXPECT_EQ(moved.depth(), 2u);
-  EXPECT_EQ(assigned.depth(), 0u);  // NOLINT(bugprone-use-after-move)
-  EXPECT_TRUE(assigned.ok());
+  EXPECT_EQ(dump(moved), two_levels);
+  EXPECT_TRUE(assigned.ok() && assigned.depth() == 0);  // NOLINT(bugprone-use-after-move)
   Nev_status target;
   target = INFO;
   target = std::move(moved);
-  EXPECT_EQ(target.code(), OUTER);
-  EXPECT_EQ(target.argument(1, 0), u"path");
+  EXPECT_EQ(dump(target), two_levels);
 }
 
 TEST(Status, TextListsEveryCodeOutermostFirst) {

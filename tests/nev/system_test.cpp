@@ -43,14 +43,14 @@ TEST(NevSystem, EnvironmentAndThreadIds) {
 }
 
 // Standard output goes into a pipe until take(); gtest prints nothing between.
+// Without a reader, the pipe's read end is closed at once.
 class Captured_stdout {
  public:
   explicit Captured_stdout(bool reader = true) : m_saved(dup(STDOUT_FILENO)) {
     EXPECT_EQ(pipe(m_pipe), 0);
     dup2(m_pipe[1], STDOUT_FILENO);
     close(m_pipe[1]);
-    if (!reader) close(m_pipe[0]);
-    if (!reader) m_pipe[0] = -1;
+    if (!reader) close(m_pipe[0]), m_pipe[0] = -1;
   }
   ~Captured_stdout() { take(); }
   std::string take() {
