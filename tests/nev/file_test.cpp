@@ -1,17 +1,21 @@
-// Nev_file and Nev_path against real files in a scratch folder.
-#include "nev/file.h"
-
+// Files, paths, input streams and loadable libraries, against real files in
+// a scratch folder. Library loading can fail three ways: no file, a file that
+// is no library, no such entry point.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <memory>
 #include <string>
 
 #include "nev/codes.h"
+#include "nev/file.h"
+#include "nev/library.h"
+#include "nev/stream.h"
 #include "scratch_dir.h"
 
 namespace nev {
 namespace {
 
-using test::read_file;
 
 std::uint32_t write_text(Nev_file& file, const std::string& text, Nev_status& status) {
   return file.write(text.data(), static_cast<std::uint32_t>(text.size()), status);
@@ -44,7 +48,7 @@ TEST(NevFile, OpenModesOnExistingAndMissingFiles) {
       EXPECT_EQ(write_text(file, "new", status), 3u);
     }
     file.close();
-    EXPECT_EQ(read_file(path), c.after);
+    EXPECT_EQ(test::read_file(path), c.after);
   }
 }
 
@@ -91,7 +95,7 @@ TEST(NevFile, LargeWritesReadsAndUtf8Names) {
   EXPECT_EQ(file.read_at(0, back.data(), static_cast<std::uint32_t>(back.size()), status), block.size());
   EXPECT_TRUE(status.ok());
   EXPECT_TRUE(back.substr(0, block.size()) == block);
-  EXPECT_TRUE(read_file(path) == block);
+  EXPECT_TRUE(test::read_file(path) == block);
 }
 
 TEST(NevPath, JoinsWithOneSeparator) {
@@ -105,6 +109,139 @@ TEST(NevPath, JoinsWithOneSeparator) {
     EXPECT_EQ(joined, c[2]);
   }
   EXPECT_EQ(Nev_path::separator(), u'/');
+}
+
+const std::string CONTENT("0123456789\0abcdef", 17);
+
+class NevStreams : public testing::TestWithParam<bool> {
+ protected:
+  std::unique_ptr<Nev_istream> make_stream() {
+    if (!GetParam()) return std::make_unique<Nev_memory_istream>(CONTENT.data(), CONTENT.size());
+    test::write_file(m_dir.file(u"s.bin"), CONTENT);
+    auto stream = std::make_unique<Nev_file_istream>();
+    Nev_status status;
+    stream->open(m_dir.file(u"s.bin"), status);
+    EXPECT_TRUE(status.ok());
+    return stream;
+  }
+  test::Scratch_dir m_dir;
+};
+
+TEST_P(NevStreams, ReadAtReportsTheEndOfTheStream) {
+  struct Case { std::uint64_t offset; std::uint32_t count; std::string bytes; std::uint32_t code; };
+  const Case cases[] = {
+      {10, 3, std::string("\0ab", 3), 0},   {16, 1, "f", 0},
+      {14, 10, "def", NEV_END_OF_STREAM},   {17, 1, "", NEV_END_OF_STREAM},
+      {18, 1, "", NEV_END_OF_STREAM},       {17, 0, "", NEV_END_OF_STREAM},
+      {5, 0, "", 0},                        {0x100000000ull, 1, "", NEV_END_OF_STREAM},
+      {~0ull, 1, "", NEV_END_OF_STREAM},
+  };
+  auto stream = make_stream();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << "offset " << c.offset << ", count " << c.count);
+    std::string buffer(c.count + 4, '#');
+    Nev_status status;
+    status = NEV_E_FILE_READ;  // cleared by the read
+    const std::uint32_t read = stream->read_at(c.offset, c.count, buffer.data(), status);
+    EXPECT_EQ(buffer, c.bytes + std::string(buffer.size() - c.bytes.size(), '#'));
+    EXPECT_EQ(read, c.bytes.size());
+    EXPECT_EQ(status.code(), c.code);
+    EXPECT_EQ(status.depth(), c.code == 0 ? 0u : 1u);
+  }
+  EXPECT_EQ(stream->position(), 0u);
+
+  Nev_status status;
+  char bytes[8];
+  stream->seek(14, status);
+  EXPECT_EQ(stream->read(bytes, 8, status), 3u);
+  EXPECT_EQ(status.code(), NEV_END_OF_STREAM);
+  EXPECT_EQ(stream->position(), 17u);
+  stream->seek(1, status);
+  EXPECT_EQ(stream->read(bytes, 2, status), 2u);
+  EXPECT_EQ(std::string(bytes, 2), "12");
+  EXPECT_TRUE(status.ok());
+}
+
+INSTANTIATE_TEST_SUITE_P(MemoryAndFile, NevStreams, testing::Bool());
+
+TEST(NevFileIstream, OffsetsBeyondFourGigabytesAndFailures) {
+  test::Scratch_dir dir;
+  const std::u16string path = dir.file(u"sparse.bin");
+  constexpr std::uint64_t FAR = 0x100000000ull;
+  std::ofstream(nev_to_utf8(path), std::ios::binary).seekp(static_cast<std::streamoff>(FAR)) << "XY";
+  Nev_file_istream stream;
+  Nev_status status;
+  stream.open(path, status);
+  EXPECT_EQ(stream.size(status), FAR + 2);
+  char bytes[3] = {};
+  EXPECT_EQ(stream.read_at(FAR - 1, 3, bytes, status), 3u);
+  EXPECT_EQ(std::string(bytes, 3), std::string("\0XY", 3));
+  EXPECT_EQ(stream.read_at(FAR + 1, 2, bytes, status), 1u);
+  EXPECT_EQ(status.code(), NEV_END_OF_STREAM);
+
+  // A stream that did not open fails to read: that is no end of stream.
+  stream.open(dir.file(u"missing"), status);
+  EXPECT_EQ(status.code(), NEV_E_FILE_OPEN);
+  EXPECT_EQ(stream.read_at(0, 1, bytes, status), 0u);
+  EXPECT_EQ(status.code(), NEV_E_FILE_READ);
+}
+
+using Int_function = int (*)();
+const std::u16string LIBRARY_PATH = nev_from_utf8(NEV_LOADABLE_LIBRARY);
+
+Int_function lookup(Nev_library library, const std::string& name) {
+  Nev_status status;
+  void* address = nev_lookup_function(library, name, status);
+  EXPECT_TRUE(status.ok()) << nev_to_utf8(nev_status_text(status));
+  return reinterpret_cast<Int_function>(address);
+}
+
+TEST(NevLibrary, LoadsLooksUpAndUnloads) {
+  Nev_status status;
+  status = NEV_E_LIBRARY_LOAD;
+  Nev_library library = nev_load_library(LIBRARY_PATH, status);
+  ASSERT_NE(library, nullptr) << nev_to_utf8(nev_status_text(status));
+  EXPECT_EQ(status.code(), 0u);
+  EXPECT_EQ(lookup(library, "nev_loadable_answer")(), 42);
+
+  // Two loads need two unloads; after the last one a new load starts afresh.
+  Nev_library again = nev_load_library(LIBRARY_PATH, status);
+  const Int_function count = lookup(library, "nev_loadable_count");
+  EXPECT_EQ(count(), 1);
+  nev_unload_library(library, status);
+  EXPECT_EQ(count(), 2);
+  nev_unload_library(again, status);
+  EXPECT_EQ(status.code(), 0u);
+  library = nev_load_library(LIBRARY_PATH, status);
+  EXPECT_EQ(lookup(library, "nev_loadable_count")(), 1);
+
+  EXPECT_EQ(nev_lookup_function(library, "gan_get_factory", status), nullptr);
+  EXPECT_EQ(status.code(), NEV_E_FUNCTION_NOT_FOUND);
+  EXPECT_EQ(status.argument(0, 0), u"gan_get_factory");
+  EXPECT_NE(status.argument(0, 1).find(u"undefined symbol"), std::u16string::npos);
+  // A null handle is no library, not the whole process.
+  EXPECT_EQ(nev_lookup_function(nullptr, "nev_load_library", status), nullptr);
+  EXPECT_EQ(status.code(), NEV_E_FUNCTION_NOT_FOUND);
+  nev_unload_library(nullptr, status);
+  EXPECT_EQ(status.code(), NEV_E_LIBRARY_UNLOAD);
+  EXPECT_FALSE(status.argument(0, 0).empty());
+  nev_unload_library(library, status);
+  EXPECT_TRUE(status.ok());
+}
+
+TEST(NevLibrary, LoadFailuresCarryThePathAndTheLinkersReason) {
+  test::Scratch_dir dir;
+  const std::u16string text_file = dir.file(u"not-a-library.so");
+  test::write_file(text_file, "this is text, not machine code\n");
+  const std::pair<std::u16string, std::u16string> cases[] = {
+      {dir.file(u"missing.so"), u"No such file"}, {text_file, u"not-a-library.so"}, {u"", u"No such file"}};
+  for (const auto& [path, reason_part] : cases) {
+    Nev_status status;
+    EXPECT_EQ(nev_load_library(path, status), nullptr);
+    EXPECT_EQ(status.code(), NEV_E_LIBRARY_LOAD);
+    EXPECT_EQ(status.argument(0, 0), path);
+    EXPECT_NE(status.argument(0, 1).find(reason_part), std::u16string::npos) << nev_to_utf8(status.argument(0, 1));
+  }
 }
 
 }  // namespace

@@ -1,17 +1,20 @@
-// Environment, thread ids, the console on standard output and the name
-// services of the sockets layer.
-#include "nev/system.h"
-
+// Environment, thread ids, the console on standard output, the name services
+// of the sockets layer, and the recursive locks.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <signal.h>
-#include <unistd.h>
-
+#include <atomic>
 #include <cstring>
+#include <fcntl.h>
 #include <fstream>
+#include <future>
+#include <signal.h>
 #include <sstream>
 #include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "nev/locks.h"
+#include "nev/system.h"
 
 namespace nev {
 namespace {
@@ -40,14 +43,14 @@ TEST(NevSystem, EnvironmentAndThreadIds) {
 }
 
 // Standard output goes into a pipe until take(); gtest prints nothing between.
+// Without a reader, the pipe's read end is closed at once.
 class Captured_stdout {
  public:
   explicit Captured_stdout(bool reader = true) : m_saved(dup(STDOUT_FILENO)) {
     EXPECT_EQ(pipe(m_pipe), 0);
     dup2(m_pipe[1], STDOUT_FILENO);
     close(m_pipe[1]);
-    if (!reader) close(m_pipe[0]);
-    if (!reader) m_pipe[0] = -1;
+    if (!reader) close(m_pipe[0]), m_pipe[0] = -1;
   }
   ~Captured_stdout() { take(); }
   std::string take() {
@@ -160,6 +163,66 @@ TEST(NevSockets, ResolvesThroughTheSystemResolver) {
       {"1.2.3.4", 0x04030201}, {"255.255.255.255", 0xFFFFFFFF}, {"1.2.3", 0x03000201}, {"0x7f.1", 0x0100007F},
       {"256.1.1.1", 0xFFFFFFFF}, {"1.2.3.4.5", 0xFFFFFFFF}, {"", 0xFFFFFFFF}, {nullptr, 0xFFFFFFFF}};
   for (const auto& [text, number] : numbers) EXPECT_EQ(nev_inet_addr(text), number) << (text ? text : "(null)");
+}
+
+template <class Lock>
+bool free_for_another_thread(Lock& lock) {
+  return std::async(std::launch::async, [&lock] {
+           const bool taken = lock.try_lock();
+           if (taken) lock.unlock();
+           return taken;
+         }).get();
+}
+
+template <class Lock>
+void check_recursion_and_exclusion(Lock& lock) {
+  lock.lock();
+  lock.lock();  // the holder takes it again without blocking
+  EXPECT_TRUE(lock.try_lock());
+  EXPECT_FALSE(free_for_another_thread(lock));
+  lock.unlock();
+  lock.unlock();
+  EXPECT_FALSE(free_for_another_thread(lock));  // still held once
+  lock.unlock();
+  EXPECT_TRUE(free_for_another_thread(lock));
+
+  // Increments under the lock are never lost.
+  long counter = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 10000; ++i) {
+        std::lock_guard<Lock> outer(lock);
+        std::lock_guard<Lock> inner(lock);
+        ++counter;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(counter, 40000);
+}
+
+TEST(Locks, CriticalIsRecursiveAndExclusive) {
+  Nev_critical lock(false);
+  check_recursion_and_exclusion(lock);
+  Nev_critical spinning(true);
+  check_recursion_and_exclusion(spinning);
+}
+
+TEST(Locks, MutexIsRecursiveAndMayStartOwned) {
+  Nev_mutex lock(false, nullptr);
+  check_recursion_and_exclusion(lock);
+
+  Nev_mutex owned(true);
+  EXPECT_FALSE(free_for_another_thread(owned));
+  owned.lock();
+  owned.unlock();
+  EXPECT_FALSE(free_for_another_thread(owned));
+  owned.unlock();
+  EXPECT_TRUE(free_for_another_thread(owned));
+
+  int attributes = 0;
+  EXPECT_THROW(Nev_mutex(false, &attributes), std::invalid_argument);
 }
 
 }  // namespace

@@ -38,10 +38,7 @@ Nev_date_and_time at(const Nev_date& date, const Nev_time& time, const Nev_time_
 }
 
 TEST(NevDate, ValidityFollowsTheGregorianCalendar) {
-  struct Case {
-    int day, month, year;
-    bool exists;
-  };
+  struct Case { int day, month, year; bool exists; };
   const Case cases[] = {{29, 2, 2000, true}, {29, 2, 1900, false}, {29, 2, 2024, true}, {29, 2, 2023, false},
                         {0, 1, 2023, false}, {32, 1, 2023, false}, {31, 4, 2023, false}, {30, 4, 2023, true},
                         {31, 12, 9999, true}, {1, 13, 2023, false}, {1, 0, 2023, false}};
@@ -68,10 +65,7 @@ TEST(NevDate, WeekdaysAndTextForms) {
 }
 
 TEST(NevTimePeriod, NormalisesItsParts) {
-  struct Case {
-    Nev_time_period period;
-    std::int64_t days, day_micros;
-  };
+  struct Case { Nev_time_period period; std::int64_t days, day_micros; };
   const Case cases[] = {
       {Nev_time_period(3, 2, 1, 0, 500000), 3, 7'260 * SECOND + 500'000},
       {Nev_time_period(0, 0, 0, 0, -1), -1, DAY - 1},

@@ -6,10 +6,9 @@
 #include <string>
 #include <vector>
 
+namespace nev {
 namespace {
 
-using nev::Nev_object_vector;
-using nev::Nev_ptrvec_impl;
 
 int slots[100];
 
@@ -109,3 +108,4 @@ TEST(ObjectVector, OwnsItsElements) {
 }
 
 }  // namespace
+}  // namespace nev
