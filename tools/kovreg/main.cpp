@@ -259,6 +259,15 @@ std::u16string join(const std::u16string& path, const std::u16string& name) {
 
 // ---- query -------------------------------------------------------------------------------
 
+// A key's full name on a line of its own, after a blank line. Built by
+// appending: g++ 12 at -O3 warns falsely (-Wrestrict) on literal + string.
+void print_key_name(const Key& key) {
+  std::u16string line(1, u'\n');
+  line += key.name();
+  line += u'\n';
+  print(line);
+}
+
 bool query_tree(const Key& key, const Options& options, const std::u16string& value_name, bool& found,
                 Nev_status& status) {
   std::vector<Nev_reg_value> values;
@@ -268,7 +277,7 @@ bool query_tree(const Key& key, const Options& options, const std::u16string& va
   bool header = false;
   for (const Nev_reg_value& value : values) {
     if (one_value && !nev_string_equal_nc(value.name, value_name)) continue;
-    if (!header) print(u"\n" + key.name() + u"\n");
+    if (!header) print_key_name(key);
     header = true;
     found = true;
     print_value(value);
@@ -282,7 +291,7 @@ bool query_tree(const Key& key, const Options& options, const std::u16string& va
     if (options.recursive) {
       if (!query_tree(child, options, value_name, found, status)) return false;
     } else if (!one_value) {
-      print(u"\n" + child.name() + u"\n");
+      print_key_name(child);
     }
   }
   return true;
@@ -298,7 +307,7 @@ int query(Registry& registry, const Options& options) {
     Nev_reg_value value;
     nev_get_reg_value(key.handle, key.path, value_name, value, status);
     if (!status.ok()) return report(status);
-    print(u"\n" + key.name() + u"\n");
+    print_key_name(key);
     print_value(value);
     return 0;
   }
