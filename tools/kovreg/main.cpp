@@ -257,6 +257,21 @@ std::u16string join(const std::u16string& path, const std::u16string& name) {
   return path.empty() ? name : path + u"\\" + name;
 }
 
+// Calls `visit` with each subkey of `key`, in enumeration order, until it
+// answers false; false when the enumeration failed or a visit said stop.
+template <class Visit>
+bool for_each_subkey(const Key& key, Nev_status& status, Visit visit) {
+  Nev_object_vector<std::u16string> subkeys;
+  nev_enum_reg_keys(key.handle, key.path, u"", subkeys, status);
+  if (!status.ok()) return false;
+  for (const std::u16string* subkey : subkeys) {
+    Key child = key;
+    child.path = join(key.path, *subkey);
+    if (!visit(child)) return false;
+  }
+  return true;
+}
+
 // ---- query -------------------------------------------------------------------------------
 
 // A key's full name on a line of its own, after a blank line. Built by
@@ -282,19 +297,11 @@ bool query_tree(const Key& key, const Options& options, const std::u16string& va
     found = true;
     print_value(value);
   }
-  Nev_object_vector<std::u16string> subkeys;
-  nev_enum_reg_keys(key.handle, key.path, u"", subkeys, status);
-  if (!status.ok()) return false;
-  for (const std::u16string* subkey : subkeys) {
-    Key child = key;
-    child.path = join(key.path, *subkey);
-    if (options.recursive) {
-      if (!query_tree(child, options, value_name, found, status)) return false;
-    } else if (!one_value) {
-      print_key_name(child);
-    }
-  }
-  return true;
+  return for_each_subkey(key, status, [&](const Key& child) {
+    if (options.recursive) return query_tree(child, options, value_name, found, status);
+    if (!one_value) print_key_name(child);
+    return true;
+  });
 }
 
 int query(Registry& registry, const Options& options) {
@@ -522,15 +529,7 @@ bool gather(const Key& key, std::vector<kovreg::Export_key>& keys, Nev_status& s
   nev_enum_reg_values(key.handle, key.path, entry.values, status);
   if (!status.ok()) return false;
   keys.push_back(std::move(entry));
-  Nev_object_vector<std::u16string> subkeys;
-  nev_enum_reg_keys(key.handle, key.path, u"", subkeys, status);
-  if (!status.ok()) return false;
-  for (const std::u16string* subkey : subkeys) {
-    Key child = key;
-    child.path = join(key.path, *subkey);
-    if (!gather(child, keys, status)) return false;
-  }
-  return true;
+  return for_each_subkey(key, status, [&](const Key& child) { return gather(child, keys, status); });
 }
 
 int export_key(Registry& registry, const Options& options) {

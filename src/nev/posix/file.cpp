@@ -78,11 +78,14 @@ File_result file_write(std::intptr_t handle, const void* data, std::uint32_t byt
   return {};
 }
 
-File_result file_read(std::intptr_t handle, void* data, std::uint32_t bytes, std::uint32_t& read) {
+// Calls `read_some(destination, wanted, done)` until `bytes` are read or it
+// gives 0 (the end), retrying after EINTR; `read` counts what arrived.
+template <class Read_some>
+File_result read_fully(void* data, std::uint32_t bytes, std::uint32_t& read, Read_some read_some) {
   read = 0;
   auto* next = static_cast<char*>(data);
   while (read < bytes) {
-    const ssize_t count = ::read(descriptor(handle), next + read, bytes - read);
+    const ssize_t count = read_some(next + read, bytes - read, read);
     if (count < 0) {
       if (errno == EINTR) continue;
       return failure(errno);
@@ -93,23 +96,23 @@ File_result file_read(std::intptr_t handle, void* data, std::uint32_t bytes, std
   return {};
 }
 
+File_result file_read(std::intptr_t handle, void* data, std::uint32_t bytes, std::uint32_t& read) {
+  return read_fully(data, bytes, read, [handle](char* destination, std::uint32_t wanted, std::uint32_t) {
+    return ::read(descriptor(handle), destination, wanted);
+  });
+}
+
 File_result file_read_at(std::intptr_t handle, std::uint64_t offset, void* data, std::uint32_t bytes,
                          std::uint32_t& read) {
-  read = 0;
   // An offset beyond what off_t can name lies behind the end of any file.
-  if (offset > static_cast<std::uint64_t>(INT64_MAX)) return {};
-  auto* next = static_cast<char*>(data);
-  while (read < bytes) {
-    const ssize_t count =
-        ::pread(descriptor(handle), next + read, bytes - read, static_cast<off_t>(offset + read));
-    if (count < 0) {
-      if (errno == EINTR) continue;
-      return failure(errno);
-    }
-    if (count == 0) break;
-    read += static_cast<std::uint32_t>(count);
+  if (offset > static_cast<std::uint64_t>(INT64_MAX)) {
+    read = 0;
+    return {};
   }
-  return {};
+  const auto read_some = [handle, offset](char* destination, std::uint32_t wanted, std::uint32_t done) {
+    return ::pread(descriptor(handle), destination, wanted, static_cast<off_t>(offset + done));
+  };
+  return read_fully(data, bytes, read, read_some);
 }
 
 File_result file_size(std::intptr_t handle, std::uint64_t& size) {
