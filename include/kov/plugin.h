@@ -59,6 +59,12 @@ KOV_EXPORT void kov_plugin_create_instance(const std::u16string& plugin_name, co
 // Unloads, in path order, every cached library whose "gan_can_unload_now"
 // answers true. A failed lookup or unload ends the walk with 0xC2010906 and
 // the library's path on top. Clears `status` first.
+//
+// A thread ending a library's last object still runs that library's code
+// until its deallocate returns, while the library may already answer true.
+// A program that tidies while other threads end objects must keep the two
+// apart itself, for instance with a reader-writer lock that endings share
+// and the tidy holds alone.
 KOV_EXPORT void kov_plugin_tidy_libraries(nev::Nev_status& status);
 
 // Replaces `names` and `display_names` with the plug-ins that offer `type`
