@@ -91,11 +91,16 @@ class KOV_EXPORT Kov_diag_main {
  private:
   friend class Kov_diag_trace;
 
-  // write for `count` units at `units`: lets a scope hand over a line that
-  // it built on its stack.
+  // write for `count` units at `units`.
   void write_units(const char16_t* units, std::size_t count);
-  // Puts a text on file and console.
-  void write_to_output(const std::u16string& text, nev::Nev_status& status);
+  // write for a line that a scope built on its stack with two spare units
+  // behind it: when no header or marker has to go first, CR LF is put there
+  // and the line goes out from the caller's buffer, uncopied.
+  void write_built_line(char16_t* units, std::size_t count);
+  // write_units with m_lock held.
+  void write_held(const char16_t* units, std::size_t count);
+  // Puts `count` units on file and console.
+  void write_to_output(const char16_t* text, std::size_t count, nev::Nev_status& status);
   // Forms m_filename from the template and the running number.
   void create_filename();
   // Records the calling thread; true when it differs from the last writer.

@@ -121,7 +121,26 @@ void Kov_diag_main::write(const std::u16string& line) { write_units(line.data(),
 
 void Kov_diag_main::write_units(const char16_t* units, std::size_t count) {
   take_lock();
-  std::lock_guard<nev::Nev_critical> hold(m_lock, std::adopt_lock);
+  const std::lock_guard<nev::Nev_critical> hold(m_lock, std::adopt_lock);
+  write_held(units, count);
+}
+
+void Kov_diag_main::write_built_line(char16_t* units, std::size_t count) {
+  take_lock();
+  const std::lock_guard<nev::Nev_critical> hold(m_lock, std::adopt_lock);
+  // The common case, a further line of the same writer into an open file,
+  // skips the copy into m_line: every traced line takes this path.
+  if (!m_file.is_open() || nev::nev_current_thread_id() != m_last_thread) {
+    write_held(units, count);
+    return;
+  }
+  units[count] = u'\r';
+  units[count + 1] = u'\n';
+  nev::Nev_status status;
+  write_to_output(units, count + 2, status);
+}
+
+void Kov_diag_main::write_held(const char16_t* units, std::size_t count) {
   nev::Nev_status status;
   // Header, marker and line are gathered and go out in one Nev_file::write:
   // the file holds exactly what separate writes would give, a line is never
@@ -131,7 +150,7 @@ void Kov_diag_main::write_units(const char16_t* units, std::size_t count) {
   if (is_new_thread()) append_marker(m_line);
   m_line.append(units, count);
   m_line.append(u"\r\n");
-  write_to_output(m_line, status);
+  write_to_output(m_line.data(), m_line.size(), status);
   // A rare long line does not pin its memory for the object's lifetime.
   if (m_line.capacity() > LINE_KEEP_CAPACITY) std::u16string().swap(m_line);
 }
@@ -182,18 +201,16 @@ bool Kov_diag_main::is_new_thread() {
   return true;
 }
 
-void Kov_diag_main::write_to_output(const std::u16string& text, nev::Nev_status& status) {
-  if (m_file.is_open()) {
-    m_file.write(text.data(), static_cast<std::uint32_t>(text.size() * sizeof(char16_t)), status);
-  }
-  if (m_console == nullptr || text.empty()) return;
+void Kov_diag_main::write_to_output(const char16_t* text, std::size_t count, nev::Nev_status& status) {
+  if (m_file.is_open()) m_file.write(text, static_cast<std::uint32_t>(count * sizeof(char16_t)), status);
+  if (m_console == nullptr || count == 0) return;
   // A console that takes nothing ends the loop: the rest of the text is
   // dropped rather than holding the lock for ever.
   std::size_t done = 0;
-  while (done < text.size()) {
+  while (done < count) {
     std::uint32_t written = 0;
-    const auto remaining = static_cast<std::uint32_t>(text.size() - done);
-    if (!nev::nev_write_console(m_console, text.data() + done, remaining, &written) || written == 0) break;
+    const auto remaining = static_cast<std::uint32_t>(count - done);
+    if (!nev::nev_write_console(m_console, text + done, remaining, &written) || written == 0) break;
     done += written;
   }
 }

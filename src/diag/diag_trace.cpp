@@ -18,7 +18,13 @@ namespace kov {
 namespace {
 
 // How many enabled scopes the calling thread is inside. The library's only
-// thread-local variable.
+// thread-local variable. The initial-exec model reads it at a fixed offset
+// from the thread pointer instead of calling __tls_get_addr on every line;
+// its two bytes fit the static TLS room the loader keeps even when the
+// library itself is loaded at run time.
+#if defined(__GNUC__) && !defined(_WIN32)
+__attribute__((tls_model("initial-exec")))
+#endif
 thread_local std::uint16_t trace_depth = 0;
 
 constexpr std::size_t STAMP_LENGTH = 13;
@@ -83,16 +89,21 @@ char16_t* put_stamp(char16_t* out, const nev::Nev_time& time) {
 }
 
 constexpr std::size_t PREFIX_LENGTH = 2;
+// Room behind a line for the CR LF that Kov_diag_main::write_built_line puts
+// there.
+constexpr std::size_t LINE_END_ROOM = 2;
 // A line fits on the stack up to 128 levels at the default step.
 constexpr std::size_t INLINE_INDENT = 256;
-constexpr std::size_t INLINE_UNITS = STAMP_LENGTH + INLINE_INDENT + PREFIX_LENGTH + Kov_diag_trace::MESSAGE_LIMIT;
+constexpr std::size_t INLINE_UNITS =
+    STAMP_LENGTH + INLINE_INDENT + PREFIX_LENGTH + Kov_diag_trace::MESSAGE_LIMIT + LINE_END_ROOM;
 
 // The units of one line: on the stack while they fit, else on the heap.
 class Line_buffer {
  public:
-  // Room for the stamp, `indent` spaces, a prefix and `text_room` units.
+  // Room for the stamp, `indent` spaces, a prefix, `text_room` units and
+  // the line end.
   Line_buffer(std::size_t indent, std::size_t text_room) : m_begin(m_inline) {
-    const std::size_t size = STAMP_LENGTH + indent + PREFIX_LENGTH + text_room;
+    const std::size_t size = STAMP_LENGTH + indent + PREFIX_LENGTH + text_room + LINE_END_ROOM;
     if (size > INLINE_UNITS) {
       m_heap.reset(new char16_t[size]);
       m_begin = m_heap.get();
@@ -172,7 +183,7 @@ void Kov_diag_trace::trace_message(const char16_t* format, std::va_list args) {
   text[0] = u'\0';
   const int written = nev::nev_vswprintf(text, MESSAGE_LIMIT, format, args);
   const std::size_t length = written >= 0 ? static_cast<std::size_t>(written) : nev::nev_wcslen(text);
-  m_diag_p->write_units(line.begin(), static_cast<std::size_t>(text - line.begin()) + length);
+  m_diag_p->write_built_line(line.begin(), static_cast<std::size_t>(text - line.begin()) + length);
 }
 
 void Kov_diag_trace::dump(const char16_t* text, const std::uint8_t* bytes, std::uint16_t length) {
@@ -192,7 +203,7 @@ void Kov_diag_trace::write(const char16_t* prefix, const char16_t* text) {
   const std::size_t length = nev::nev_wcslen(text);
   Line_buffer line(indent, length);
   char16_t* end = std::copy_n(text, length, start_line(line.begin(), indent, prefix));
-  m_diag_p->write_units(line.begin(), static_cast<std::size_t>(end - line.begin()));
+  m_diag_p->write_built_line(line.begin(), static_cast<std::size_t>(end - line.begin()));
 }
 
 }  // namespace kov
