@@ -1,13 +1,15 @@
 // The bounded printf-style formatter for 16-bit text.
 //
 // The format is parsed here, one conversion at a time. Text conversions
-// ("%s", "%c") are done here on 16-bit units. Each numeric conversion is
-// rebuilt as a narrow conversion directive of its own, with "*" already resolved
-// to numbers, and handed to the C library's snprintf together with the one
-// argument it takes; the narrow result (plain ASCII in the C locale) is
-// widened unit by unit. So every numeric detail (rounding, "%a", "#", the
-// sign flags) is exactly the C library's, and this file only has to get the
-// argument types right.
+// ("%s", "%c") and integer conversions ("%d", "%i", "%u", "%o", "%x", "%X")
+// are done here on 16-bit units, by C's rules. Integers are the common case
+// of diagnostic lines, and a call into snprintf for each one cost as much
+// as the rest of such a line. Floating-point conversions and "%p" are
+// rebuilt as a narrow conversion directive of their own, with "*" already
+// resolved to numbers, and handed to the C library's snprintf together with
+// the one argument they take; the narrow result (plain ASCII in the C
+// locale) is widened unit by unit. So rounding, "%a" and the spelling of
+// pointers are exactly the C library's.
 //
 // A malformed conversion (an unknown conversion letter, a length modifier
 // that does not fit the conversion, "%n", a "%" at the end, a width or
@@ -291,34 +293,95 @@ bool put_number(Output& out, Directive directive, T value) {
 
 #pragma GCC diagnostic pop
 
-bool put_signed(Output& out, const Directive& directive, std::va_list& args) {
-  switch (directive.length) {
-    case Length::NONE:
-    case Length::HH:
-    case Length::H: return put_number(out, directive, va_arg(args, int));
-    case Length::L: return put_number(out, directive, va_arg(args, long));
-    case Length::LL: return put_number(out, directive, va_arg(args, long long));
-    case Length::J: return put_number(out, directive, va_arg(args, std::intmax_t));
-    case Length::Z: return put_number(out, directive, va_arg(args, std::make_signed_t<std::size_t>));
-    case Length::T: return put_number(out, directive, va_arg(args, std::ptrdiff_t));
-    case Length::BIG_L: break;
+// An integer conversion of a value with sign `negative` and absolute value
+// `magnitude`. As in C: the precision is the least number of digits (a zero
+// value with precision 0 has none); "#" gives octal a leading 0 and
+// non-zero hexadecimal "0x" or "0X"; "+" or " " signs a non-negative value of
+// "%d" and "%i"; "0" pads with zeros behind sign and prefix unless "-" or a
+// precision is given. Padding and zeros are put one unit at a time and stop
+// where the buffer ends, so a huge width or precision costs no more than the
+// buffer's length.
+void put_integer(Output& out, const Directive& directive, bool negative, std::uintmax_t magnitude) {
+  const char16_t conversion = directive.conversion;
+  const bool hexadecimal = conversion == u'x' || conversion == u'X';
+  // Digits from the lowest up; decimal divides by a constant, the others
+  // shift.
+  char16_t digits[3 * sizeof(std::uintmax_t)];
+  std::size_t digit_count = 0;
+  if (conversion == u'o' || hexadecimal) {
+    const char16_t* const digit_set = conversion == u'X' ? u"0123456789ABCDEF" : u"0123456789abcdef";
+    const unsigned shift = hexadecimal ? 4 : 3;
+    const unsigned mask = (1u << shift) - 1;
+    for (std::uintmax_t rest = magnitude; rest != 0; rest >>= shift) digits[digit_count++] = digit_set[rest & mask];
+  } else {
+    for (std::uintmax_t rest = magnitude; rest != 0; rest /= 10) {
+      digits[digit_count++] = static_cast<char16_t>(u'0' + rest % 10);
+    }
   }
-  return false;
+  const std::size_t precision = directive.precision >= 0 ? static_cast<std::size_t>(directive.precision) : 1;
+  std::size_t zeros = precision > digit_count ? precision - digit_count : 0;
+  // Octal "#" raises the precision just enough for the first digit to be 0.
+  if (conversion == u'o' && directive.alternate && zeros == 0) zeros = 1;
+
+  char16_t prefix[2];
+  std::size_t prefix_length = 0;
+  if (conversion == u'd' || conversion == u'i') {
+    if (negative) prefix[prefix_length++] = u'-';
+    else if (directive.plus) prefix[prefix_length++] = u'+';
+    else if (directive.space) prefix[prefix_length++] = u' ';
+  } else if (hexadecimal && directive.alternate && magnitude != 0) {
+    prefix[prefix_length++] = u'0';
+    prefix[prefix_length++] = conversion;
+  }
+
+  const std::size_t body = prefix_length + zeros + digit_count;
+  const std::size_t width = directive.width > 0 ? static_cast<std::size_t>(directive.width) : 0;
+  const std::size_t padding = width > body ? width - body : 0;
+  const bool zero_padding = directive.zero && !directive.left && directive.precision < 0;
+  if (!directive.left && !zero_padding) out.put(u' ', padding);
+  for (std::size_t i = 0; i < prefix_length; ++i) out.put(prefix[i]);
+  out.put(u'0', zeros + (zero_padding ? padding : 0));
+  while (digit_count != 0 && !out.cut()) out.put(digits[--digit_count]);
+  if (directive.left) out.put(u' ', padding);
 }
 
-bool put_unsigned(Output& out, const Directive& directive, std::va_list& args) {
+// "%d" and "%i": the argument of the length modifier, narrowed as "hh" and
+// "h" ask.
+bool put_signed(Output& out, const Directive& directive, std::va_list& args) {
+  std::intmax_t value = 0;
   switch (directive.length) {
-    case Length::NONE:
-    case Length::HH:
-    case Length::H: return put_number(out, directive, va_arg(args, unsigned));
-    case Length::L: return put_number(out, directive, va_arg(args, unsigned long));
-    case Length::LL: return put_number(out, directive, va_arg(args, unsigned long long));
-    case Length::J: return put_number(out, directive, va_arg(args, std::uintmax_t));
-    case Length::Z: return put_number(out, directive, va_arg(args, std::size_t));
-    case Length::T: return put_number(out, directive, va_arg(args, std::make_unsigned_t<std::ptrdiff_t>));
-    case Length::BIG_L: break;
+    case Length::NONE: value = va_arg(args, int); break;
+    case Length::HH: value = static_cast<signed char>(va_arg(args, int)); break;
+    case Length::H: value = static_cast<short>(va_arg(args, int)); break;
+    case Length::L: value = va_arg(args, long); break;
+    case Length::LL: value = va_arg(args, long long); break;
+    case Length::J: value = va_arg(args, std::intmax_t); break;
+    case Length::Z: value = va_arg(args, std::make_signed_t<std::size_t>); break;
+    case Length::T: value = va_arg(args, std::ptrdiff_t); break;
+    case Length::BIG_L: return false;
   }
-  return false;
+  // The magnitude of the most negative value does not fit the signed type.
+  const std::uintmax_t magnitude = value < 0 ? 0 - static_cast<std::uintmax_t>(value) : static_cast<std::uintmax_t>(value);
+  put_integer(out, directive, value < 0, magnitude);
+  return true;
+}
+
+// "%u", "%o", "%x" and "%X".
+bool put_unsigned(Output& out, const Directive& directive, std::va_list& args) {
+  std::uintmax_t value = 0;
+  switch (directive.length) {
+    case Length::NONE: value = va_arg(args, unsigned); break;
+    case Length::HH: value = static_cast<unsigned char>(va_arg(args, unsigned)); break;
+    case Length::H: value = static_cast<unsigned short>(va_arg(args, unsigned)); break;
+    case Length::L: value = va_arg(args, unsigned long); break;
+    case Length::LL: value = va_arg(args, unsigned long long); break;
+    case Length::J: value = va_arg(args, std::uintmax_t); break;
+    case Length::Z: value = va_arg(args, std::size_t); break;
+    case Length::T: value = va_arg(args, std::make_unsigned_t<std::ptrdiff_t>); break;
+    case Length::BIG_L: return false;
+  }
+  put_integer(out, directive, false, value);
+  return true;
 }
 
 bool put_floating(Output& out, const Directive& directive, std::va_list& args) {
