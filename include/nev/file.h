@@ -87,10 +87,16 @@ class NEV_EXPORT Nev_path {
   Nev_path(const std::u16string& directory, const std::u16string& name);
 
   // The path. A temporary Nev_path gives its text by value, so that
-  // `const std::u16string& p = Nev_path(d, n);` holds no dangling reference.
+  // `const std::u16string& p = Nev_path(d, n).str();` holds no dangling
+  // reference.
   const std::u16string& str() const& noexcept { return m_path; }
   std::u16string str() && { return std::move(m_path); }
-  operator const std::u16string&() const& noexcept { return m_path; }
+  // The path as a string of its own. The conversion gives a value, never a
+  // reference: a reference bound to a temporary Nev_path would be bound
+  // through a conversion that yields a reference, even with a by-value one
+  // for temporaries beside it, and dangle at the end of the statement.
+  // `const std::u16string& p = Nev_path(d, n);` binds to the value instead.
+  operator std::u16string() const& { return m_path; }
   operator std::u16string() && { return std::move(m_path); }
 
   // The platform's separator: "/" or "\".
