@@ -1,13 +1,15 @@
 // Kov_property: construction, readers, writers, copies, comparison, and its
 // stored and display text.
+#include "kov/property.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "expect_message.h"
-#include "kov/property.h"
 #include "nev/strings.h"
 
 namespace {
@@ -185,51 +187,39 @@ TEST(PropertyText, StoredAndDisplayTextRoundTrip) {
 // there is no marker and descriptor) under the same name.
 TEST(PropertyText, EveryFailureHasItsMessageAndLeavesItsState) {
   struct Case {
-    std::u16string stored;
     std::string message;
-    std::u16string left;
+    std::u16string prefix;             // marker and descriptor, taken off by the failure
+    std::vector<std::u16string> left;  // what follows the prefix, and stays
   };
   const Case cases[] = {
-      {u"", "Not a valid property value", u""},
-      {u"$", "Not a valid property value", u"$"},
-      {u"S", "Not a valid property value", u"S"},
-      {u"I$12", "Not a valid property value", u"I$12"},
-      {u"$X12", "Not a valid type descriptor", u"12"},
-      {u"$i12", "Not a valid type descriptor", u"12"},
-      {u"$Bmaybe", "Not a valid boolean symbol", u"maybe"},
-      {u"$B", "Not a valid boolean symbol", u""},
-      {u"$Btrue ", "Not a valid boolean symbol", u"true "},
-      {u"$Iabc", "Not a valid integer", u"abc"},
-      {u"$I", "Not a valid integer", u""},
-      {u"$I12a", "Not a valid integer", u"12a"},
-      {u"$I2147483648", "Not a valid integer", u"2147483648"},
-      {u"$D000250:09:04:13:31:02:1999", "Not a valid date and time", u"000250:09:04:13:31:02:1999"},
-      {u"$D000250:09:04:13:29:02:1999", "Not a valid date and time", u"000250:09:04:13:29:02:1999"},
-      {u"$D000250:09:04:13:05:07:1999:", "Not a valid date and time", u"000250:09:04:13:05:07:1999:"},
-      {u"$D000250:09:04:13:05:07", "Not a valid date and time", u"000250:09:04:13:05:07"},
-      {u"$D00025:09:04:13:05:07:1999", "Not a valid date and time", u"00025:09:04:13:05:07:1999"},
-      {u"$D000250:09:04:13:05:07:19990", "Not a valid date and time", u"000250:09:04:13:05:07:19990"},
-      {u"$D-00001:09:04:13:05:07:1999", "Not a valid date and time", u"-00001:09:04:13:05:07:1999"},
-      {u"$D000250:60:04:13:05:07:1999", "Not a valid date and time", u"000250:60:04:13:05:07:1999"},
-      {u"$D000250:09:60:13:05:07:1999", "Not a valid date and time", u"000250:09:60:13:05:07:1999"},
-      {u"$D000250:09:04:24:05:07:1999", "Not a valid date and time", u"000250:09:04:24:05:07:1999"},
-      {u"$D000250:09:04:13:00:07:1999", "Not a valid date and time", u"000250:09:04:13:00:07:1999"},
-      {u"$D000250:09:04:13:05:13:1999", "Not a valid date and time", u"000250:09:04:13:05:13:1999"},
-      {u"$D000250:09:04:13:05:07:0000", "Not a valid date and time", u"000250:09:04:13:05:07:0000"},
-      {u"$D", "Not a valid date and time", u""},
-      {u"$T500000:00:01:02:3", "Not a valid time period", u"500000:00:01:02:3"},
-      {u"$T000000:00:00:00:9999999999", "Not a valid time period", u"000000:00:00:00:9999999999"},
-      {u"$T000000:00:00:24:0000000000", "Not a valid time period", u"000000:00:00:24:0000000000"},
-      {u"$T000000:00:00:00:00000000-1", "Not a valid time period", u"000000:00:00:00:00000000-1"},
-      {u"$T000000:00:00:00:0000000000:", "Not a valid time period", u"000000:00:00:00:0000000000:"},
-      {u"$T", "Not a valid time period", u""},
+      {"Not a valid property value", u"", {u"", u"$", u"S", u"I$12"}},
+      {"Not a valid type descriptor", u"$X", {u"12"}},
+      {"Not a valid type descriptor", u"$i", {u"12"}},
+      {"Not a valid boolean symbol", u"$B", {u"maybe", u"", u"true "}},
+      {"Not a valid integer", u"$I", {u"abc", u"", u"12a", u"2147483648"}},
+      // The fields of 000250:09:04:13:05:07:1999 one by one out of range or
+      // of the wrong width, and the text too short or too long.
+      {"Not a valid date and time",
+       u"$D",
+       {u"000250:09:04:13:31:02:1999", u"000250:09:04:13:29:02:1999", u"000250:09:04:13:05:07:1999:",
+        u"000250:09:04:13:05:07", u"00025:09:04:13:05:07:1999", u"000250:09:04:13:05:07:19990",
+        u"-00001:09:04:13:05:07:1999", u"000250:60:04:13:05:07:1999", u"000250:09:60:13:05:07:1999",
+        u"000250:09:04:24:05:07:1999", u"000250:09:04:13:00:07:1999", u"000250:09:04:13:05:13:1999",
+        u"000250:09:04:13:05:07:0000", u""}},
+      {"Not a valid time period",
+       u"$T",
+       {u"500000:00:01:02:3", u"000000:00:00:00:9999999999", u"000000:00:00:24:0000000000",
+        u"000000:00:00:00:00000000-1", u"000000:00:00:00:0000000000:", u""}},
   };
   for (const Case& c : cases) {
-    Kov_property p(u"Name", c.stored);
-    expect_message([&] { p.convert_from_persistent_string(); }, c.message);
-    EXPECT_EQ(p.type(), Kov_property::STRING) << c.message;
-    EXPECT_EQ(p.string_value(), c.left) << c.message;
-    EXPECT_EQ(p.name(), u"Name");
+    for (const std::u16string& left : c.left) {
+      SCOPED_TRACE(nev::nev_to_utf8(c.prefix + left));
+      Kov_property p(u"Name", c.prefix + left);
+      expect_message([&] { p.convert_from_persistent_string(); }, c.message);
+      EXPECT_EQ(p.type(), Kov_property::STRING);
+      EXPECT_EQ(p.string_value(), left);
+      EXPECT_EQ(p.name(), u"Name");
+    }
   }
 
   Kov_property again(u"n", u"$Iabc");

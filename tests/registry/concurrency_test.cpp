@@ -10,9 +10,6 @@
 #include <vector>
 
 #include "hive_fixture.h"
-#include "nev/codes.h"
-#include "nev/registry.h"
-#include "nev/strings.h"
 
 using namespace nev;
 
@@ -33,24 +30,16 @@ int exit_code(pid_t pid) {
   return ::waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-std::uint32_t number_of(const std::u16string& key, const std::u16string& name) {
-  Nev_status status;
-  std::uint32_t number = 0;
-  nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, key, u"", name, number, status);
-  EXPECT_STATUS_OK(status);
-  return number;
-}
-
+// The answer of SQLite's own check of the file: "ok" when it is sound.
 std::string integrity_of(const std::string& path) {
   sqlite3* db = nullptr;
-  sqlite3_stmt* statement = nullptr;
   std::string result = "cannot open";
-  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
-      sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr) == SQLITE_OK &&
-      sqlite3_step(statement) == SQLITE_ROW) {
-    result = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
-  }
-  sqlite3_finalize(statement);
+  sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+  const auto first_column = [](void* out, int, char** columns, char**) {
+    *static_cast<std::string*>(out) = columns[0];
+    return 0;
+  };
+  sqlite3_exec(db, "PRAGMA integrity_check", first_column, &result, nullptr);
   sqlite3_close(db);
   return result;
 }
@@ -63,11 +52,9 @@ TEST_F(Hive_test, ForkedWritersAndReadersLoseNothingAndNeverSeeALock) {
   constexpr int WRITES = 60;
   // The parent uses the hive before forking, and its reads are warm when the
   // children write: a value it read and a key it found missing must change.
-  Nev_status status;
-  nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Shared", u"", number_name(0), 99, status);
-  ASSERT_STATUS_OK(status);
+  put(u"Shared", number_name(0), 99u);
   ASSERT_EQ(number_of(u"Shared", number_name(0)), 99u);
-  ASSERT_FALSE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Shared", u"W" + number_name(0)));
+  ASSERT_FALSE(nev_reg_key_exists(HKLM, u"Shared", u"W" + number_name(0)));
 
   std::vector<pid_t> children;
   for (int writer = 0; writer < WRITERS; ++writer) {
@@ -75,9 +62,9 @@ TEST_F(Hive_test, ForkedWritersAndReadersLoseNothingAndNeverSeeALock) {
       Nev_status own;
       for (int i = 0; i < WRITES; ++i) {
         const int number = writer * 1000 + i;
-        nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Shared", u"", number_name(number), number, own);
+        nev_set_reg_uint_value(HKLM, u"Shared", u"", number_name(number), number, own);
         if (!own.ok()) return 1;
-        nev_create_reg_key(NEV_HKEY_LOCAL_MACHINE, u"Shared\\W" + number_name(number), own);
+        nev_create_reg_key(HKLM, u"Shared\\W" + number_name(number), own);
         if (!own.ok()) return 2;
       }
       return 0;
@@ -88,10 +75,10 @@ TEST_F(Hive_test, ForkedWritersAndReadersLoseNothingAndNeverSeeALock) {
       for (int i = 0; i < 200; ++i) {
         Nev_status own;
         Nev_object_vector<std::u16string> keys;
-        nev_enum_reg_keys(NEV_HKEY_LOCAL_MACHINE, u"Shared", u"", keys, own);
+        nev_enum_reg_keys(HKLM, u"Shared", u"", keys, own);
         if (!own.ok()) return 3;
         std::vector<Nev_reg_value> values;
-        nev_enum_reg_values(NEV_HKEY_LOCAL_MACHINE, u"Shared", values, own);
+        nev_enum_reg_values(HKLM, u"Shared", values, own);
         if (!own.ok()) return 4;
       }
       return 0;
@@ -100,14 +87,15 @@ TEST_F(Hive_test, ForkedWritersAndReadersLoseNothingAndNeverSeeALock) {
   for (const pid_t child : children) EXPECT_EQ(exit_code(child), 0);
 
   std::vector<Nev_reg_value> values;
-  nev_enum_reg_values(NEV_HKEY_LOCAL_MACHINE, u"Shared", values, status);
+  Nev_status status;
+  nev_enum_reg_values(HKLM, u"Shared", values, status);
   ASSERT_STATUS_OK(status);
   EXPECT_EQ(values.size(), static_cast<std::size_t>(WRITERS * WRITES));
   for (int writer = 0; writer < WRITERS; ++writer) {
     for (int i = 0; i < WRITES; ++i) {
       const int number = writer * 1000 + i;
       EXPECT_EQ(number_of(u"Shared", number_name(number)), static_cast<std::uint32_t>(number));
-      EXPECT_TRUE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Shared", u"W" + number_name(number)));
+      EXPECT_TRUE(nev_reg_key_exists(HKLM, u"Shared", u"W" + number_name(number)));
     }
   }
 }
@@ -120,8 +108,7 @@ TEST_F(Hive_test, AWriterKilledMidWayLeavesEveryCommittedWrite) {
     ::close(pipe_ends[0]);
     Nev_status own;
     for (int i = 0;; ++i) {
-      nev_set_reg_string_value(NEV_HKEY_LOCAL_MACHINE, u"Crash\\" + number_name(i % 7), u"", number_name(i), text(i),
-                               own);
+      nev_set_reg_string_value(HKLM, u"Crash\\" + number_name(i % 7), u"", number_name(i), text(i), own);
       if (!own.ok()) return 1;
       if (::write(pipe_ends[1], &i, sizeof i) != sizeof i) return 2;  // reported only once committed
     }
@@ -139,23 +126,13 @@ TEST_F(Hive_test, AWriterKilledMidWayLeavesEveryCommittedWrite) {
   ASSERT_GE(last, 150);
 
   EXPECT_EQ(integrity_of(hive()), "ok");
-  Nev_status status;
-  for (int i = 0; i <= last; ++i) {
-    std::u16string read;
-    nev_get_reg_string_value(NEV_HKEY_LOCAL_MACHINE, u"Crash\\" + number_name(i % 7), u"", number_name(i), read,
-                             status);
-    ASSERT_STATUS_OK(status);
-    EXPECT_EQ(read, text(i));
-  }
-  nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Crash", u"", u"after", 1, status);
-  EXPECT_STATUS_OK(status);
+  for (int i = 0; i <= last; ++i) EXPECT_EQ(text_of(HKLM, u"Crash\\" + number_name(i % 7), number_name(i)), text(i));
+  put(u"Crash", u"after", 1u);
 }
 
 TEST_F(Hive_test, AReaderFollowsAWriterThroughCheckpoints) {
   constexpr std::uint32_t LAST = 300;
-  Nev_status status;
-  nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Follow", u"", u"Counter", 0, status);
-  ASSERT_STATUS_OK(status);
+  put(u"Follow", u"Counter", 0u);
   const std::string path = hive();
   const pid_t writer = spawn([&path] {
     sqlite3* db = nullptr;
@@ -163,7 +140,7 @@ TEST_F(Hive_test, AReaderFollowsAWriterThroughCheckpoints) {
     sqlite3_busy_timeout(db, 5000);
     Nev_status own;
     for (std::uint32_t i = 1; i <= LAST; ++i) {
-      nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Follow", u"", u"Counter", i, own);
+      nev_set_reg_uint_value(HKLM, u"Follow", u"", u"Counter", i, own);
       if (!own.ok()) return 2;
       // Restarting the WAL now and then: the readers' check must see through it.
       if (i % 50 == 0) sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
@@ -175,7 +152,8 @@ TEST_F(Hive_test, AReaderFollowsAWriterThroughCheckpoints) {
   int backwards = 0;
   for (int polls = 0; seen < LAST && polls < 2000000; ++polls) {
     std::uint32_t now = 0;
-    nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, u"Follow", u"", u"Counter", now, status);
+    Nev_status status;
+    nev_get_reg_uint_value(HKLM, u"Follow", u"", u"Counter", now, status);
     if (now < seen) ++backwards;
     seen = now;
   }
@@ -193,9 +171,9 @@ TEST_F(Hive_test, ThreadsShareOneConnection) {
       const std::u16string key = u"Threads\\T" + number_name(t);
       for (int i = 0; i < 50; ++i) {
         Nev_status own;
-        nev_set_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, key, u"", number_name(i), i, own);
+        nev_set_reg_uint_value(HKLM, key, u"", number_name(i), i, own);
         std::uint32_t read = 0;
-        nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, key, u"", number_name(i), read, own);
+        nev_get_reg_uint_value(HKLM, key, u"", number_name(i), read, own);
         if (!own.ok() || read != static_cast<std::uint32_t>(i)) ++failures[static_cast<std::size_t>(t)];
       }
     });

@@ -19,8 +19,7 @@ class Hive_test : public ::testing::Test {
     std::string pattern = (std::filesystem::temp_directory_path() / "nev-registry-XXXXXX").string();
     ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
     m_folder = pattern;
-    m_hive = m_folder + "/hive.db";
-    ::setenv("NEV_REGISTRY", m_hive.c_str(), 1);
+    ::setenv("NEV_REGISTRY", hive().c_str(), 1);
     ::setenv("NEV_REGISTRY_MACHINES", (m_folder + "/machines").c_str(), 1);
   }
   void TearDown() override {
@@ -29,16 +28,31 @@ class Hive_test : public ::testing::Test {
   }
 
   const std::string& folder() const { return m_folder; }
-  const std::string& hive() const { return m_hive; }
+  std::string hive() const { return m_folder + "/hive.db"; }
 
  private:
   std::string m_folder;
-  std::string m_hive;
 };
 
 // Asserts that `status` is good, showing its text when it is not.
 #define EXPECT_STATUS_OK(status) EXPECT_TRUE((status).ok()) << nev::nev_to_utf8(nev::nev_status_text(status))
 #define ASSERT_STATUS_OK(status) ASSERT_TRUE((status).ok()) << nev::nev_to_utf8(nev::nev_status_text(status))
+
+// The root most tests work in (the library is shared, so its roots are set
+// before this).
+inline const nev::Nev_hkey HKLM = nev::NEV_HKEY_LOCAL_MACHINE;
+
+// Writes the string or DWORD value `name` of HKLM\key, expecting to succeed.
+inline void put(const std::u16string& key, const std::u16string& name, const std::u16string& text) {
+  nev::Nev_status status;
+  nev::nev_set_reg_string_value(HKLM, key, u"", name, text, status);
+  EXPECT_STATUS_OK(status);
+}
+inline void put(const std::u16string& key, const std::u16string& name, std::uint32_t number) {
+  nev::Nev_status status;
+  nev::nev_set_reg_uint_value(HKLM, key, u"", name, number, status);
+  EXPECT_STATUS_OK(status);
+}
 
 // The string value `name` of root\key, expecting to read it.
 inline std::u16string text_of(nev::Nev_hkey root, const std::u16string& key, const std::u16string& name) {
@@ -47,4 +61,13 @@ inline std::u16string text_of(nev::Nev_hkey root, const std::u16string& key, con
   nev::nev_get_reg_string_value(root, key, u"", name, text, status);
   EXPECT_STATUS_OK(status);
   return text;
+}
+
+// The DWORD value `name` of HKLM\key, expecting to read it.
+inline std::uint32_t number_of(const std::u16string& key, const std::u16string& name) {
+  nev::Nev_status status;
+  std::uint32_t number = 0;
+  nev::nev_get_reg_uint_value(HKLM, key, u"", name, number, status);
+  EXPECT_STATUS_OK(status);
+  return number;
 }

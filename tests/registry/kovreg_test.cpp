@@ -30,7 +30,8 @@ Outcome kovreg(const std::string& arguments, const std::string& input = "") {
   Outcome outcome;
   FILE* pipe = ::popen(command.c_str(), "r");
   char buffer[4096];
-  for (std::size_t n; pipe != nullptr && (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.output.append(buffer, n);
+  for (std::size_t n; pipe != nullptr && (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+    outcome.output.append(buffer, n);
   const int status = pipe != nullptr ? ::pclose(pipe) : -1;
   outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return outcome;
@@ -38,13 +39,8 @@ Outcome kovreg(const std::string& arguments, const std::string& input = "") {
 
 void write_file(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
-std::string read_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-// Everything below HKLM\`key` in `hive`: each key's name with its values, as
-// text that compares equal exactly when two trees hold the same.
+// Everything below HKLM\`key` in `hive`: each key's name, then its values
+// as name, type and data bytes in hexadecimal; equal text, equal trees.
 std::string dump(const std::string& hive, const std::u16string& key = u"Software") {
   ::setenv("NEV_REGISTRY", hive.c_str(), 1);
   Nev_status status;
@@ -52,8 +48,8 @@ std::string dump(const std::string& hive, const std::u16string& key = u"Software
   nev_enum_reg_values(NEV_HKEY_LOCAL_MACHINE, key, values, status);
   std::string out = "[" + nev_to_utf8(key) + "]\n";
   for (const Nev_reg_value& value : values) {
-    out += nev_to_utf8(value.name) + " type " + std::to_string(value.type) + ":";
-    for (const std::uint8_t byte : value.data) out += " " + std::to_string(byte);
+    out += nev_to_utf8(value.name) + " " + std::to_string(value.type) + " ";
+    for (const std::uint8_t byte : value.data) out += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
     out += "\n";
   }
   Nev_object_vector<std::u16string> subkeys;
@@ -98,20 +94,13 @@ TEST_F(Hive_test, KovregRoundTripsEveryValueType) {
   const std::string original = dump(hive());
   EXPECT_EQ(original,
             "[Software]\n[Software\\Kov]\n[Software\\Kov\\All]\n"
-            " type 1: 116 0 104 0 101 0 32 0 100 0 101 0 102 0 97 0 117 0 108 0 116 0 0 0\n"
-            "Text type 1: 98 0 97 0 99 0 107 0 92 0 115 0 108 0 97 0 115 0 104 0 32 0 34 0 113 0 117 0 111 0 116 0 "
-            "101 0 100 0 34 0 32 0 233 0 116 0 233 0 0 0\n"
-            "Number type 4: 205 171 0 0\n"
-            "Short type 4: 7 0 0 0\n"
-            "Binary type 3: 222 173 190 239 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25 26 27 "
-            "28 29 30 31\n"
-            "Expand type 2: 37 0 80 0 65 0 84 0 72 0 37 0 0 0\n"
-            "Multi type 7: 97 0 0 0 98 0 99 0 0 0 0 0\n"
-            "Quad type 11: 1 2 3 4 5 6 7 8\n"
-            "None type 0:\n"
-            "Other type 16962: 1\n"
-            "[Software\\Kov\\All\\Child]\n"
-            "Empty type 1: 0 0\n");
+            " 1 7400680065002000640065006600610075006c0074000000\n"
+            "Text 1 6200610063006b005c0073006c0061007300680020002200710075006f0074006500640022002000e9007400e9000000\n"
+            "Number 4 cdab0000\nShort 4 07000000\n"
+            "Binary 3 deadbeef000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f\n"
+            "Expand 2 2500500041005400480025000000\nMulti 7 610000006200630000000000\n"
+            "Quad 11 0102030405060708\nNone 0 \nOther 16962 01\n"
+            "[Software\\Kov\\All\\Child]\nEmpty 1 0000\n");
 
   // Each dialect written and read back gives the same hive.
   const struct {
@@ -125,19 +114,15 @@ TEST_F(Hive_test, KovregRoundTripsEveryValueType) {
     const std::string file = folder() + "/out" + dialect.option + ".reg";
     outcome = kovreg("--hive " + hive() + " export HKLM\\Software " + file + " " + dialect.option);
     ASSERT_EQ(outcome.code, 0) << outcome.output;
-    const std::string bytes = read_file(file);
+    std::ifstream written(file, std::ios::binary);
+    const std::string bytes(std::istreambuf_iterator<char>(written), {});
     EXPECT_EQ(bytes.substr(0, dialect.start.size()), dialect.start);
-    // CR LF line ends, no line reaching column 80.
-    std::u16string text;
-    if (dialect.option[0] != 0) text = nev_stow(bytes);
-    for (std::size_t i = 2; dialect.option[0] == 0 && i + 1 < bytes.size(); i += 2) {
-      text += static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8);
-    }
-    std::size_t start = 0;
-    for (std::size_t end; (end = text.find(u'\n', start)) != std::u16string::npos; start = end + 1) {
-      EXPECT_GT(end, start);
-      EXPECT_EQ(text[end - 1], u'\r');
-      EXPECT_LT(end - 1 - start, 80u);
+    // CR LF line ends, no line reaching column 80; the first dialect is UTF-16LE.
+    const std::size_t unit = dialect.option[0] == 0 ? 2 : 1;
+    for (std::size_t start = 0, end; (end = bytes.find('\n', start)) != std::string::npos; start = end + unit) {
+      ASSERT_GE(end, start + unit);
+      EXPECT_EQ(bytes[end - unit], '\r');
+      EXPECT_LT(end - unit - start, 80 * unit);
     }
     const std::string copy = folder() + "/copy" + dialect.option + ".db";
     outcome = kovreg("--hive " + copy + " import " + file);
@@ -148,8 +133,9 @@ TEST_F(Hive_test, KovregRoundTripsEveryValueType) {
 
 TEST_F(Hive_test, KovregImportsEightBitVersion4Files) {
   // Latin-1 bytes, LF line ends; the string data of hex(2) is 8-bit text.
-  write_file(folder() + "/old.reg", "REGEDIT4\n\n[HKEY_CURRENT_USER\\Old]\n\"Caf\xE9\"=\"cr\xE8me\"\n"
-                                    "\"Path\"=hex(2):25,50,25,00\n");
+  write_file(folder() + "/old.reg",
+             "REGEDIT4\n\n[HKEY_CURRENT_USER\\Old]\n\"Caf\xE9\"=\"cr\xE8me\"\n"
+             "\"Path\"=hex(2):25,50,25,00\n");
   const Outcome outcome = kovreg("import " + folder() + "/old.reg");
   ASSERT_EQ(outcome.code, 0) << outcome.output;
   EXPECT_EQ(text_of(NEV_HKEY_CURRENT_USER, u"Old", u"CAF\u00c9"), u"cr\u00e8me");
@@ -157,7 +143,8 @@ TEST_F(Hive_test, KovregImportsEightBitVersion4Files) {
 }
 
 TEST_F(Hive_test, KovregRefusesBadFilesAndWritesNothing) {
-  const std::string good = "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Partial]\r\n\"a\"=dword:1\r\n";
+  const std::string good =
+      "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Partial]\r\n\"a\"=dword:1\r\n";
   const struct {
     std::string bytes;
     int line;
@@ -182,7 +169,8 @@ TEST_F(Hive_test, KovregRefusesBadFilesAndWritesNothing) {
     const Outcome outcome = kovreg("import " + file);
     EXPECT_NE(outcome.code, 0);
     EXPECT_NE(outcome.output.find("Line " + std::to_string(row.line) + " of the registry file " + file),
-              std::string::npos) << outcome.output;
+              std::string::npos)
+        << outcome.output;
     EXPECT_NE(outcome.output.find(row.reason), std::string::npos) << outcome.output;
     EXPECT_FALSE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Software\\Partial", u""));
   }
@@ -205,7 +193,8 @@ TEST_F(Hive_test, KovregEditsKeysAndValues) {
       {"query HKLM\\Software\\Ed /ve", "", 0, "(Default)    REG_SZ    dflt"},
       {"query HKLM\\Software\\Ed", "", 0, "\nHKEY_LOCAL_MACHINE\\Software\\Ed\\Sub\n"},
       {"query HKLM\\Software\\Ed /v Missing", "", 1, "does not exist"},
-      {"query HKLM\\Software\\Nowhere", "", 1, "The registry key HKEY_LOCAL_MACHINE\\Software\\Nowhere does not exist."},
+      {"query HKLM\\Software\\Nowhere", "", 1,
+       "The registry key HKEY_LOCAL_MACHINE\\Software\\Nowhere does not exist."},
       {"query HKXX\\Software", "", 1, "The registry root HKXX is not held"},
       {"add HKLM\\Software\\Ed /v Count /t REG_DWORD /d 4294967296 /f", "", 2, "no number"},
       {"add HKLM\\Software\\Ed /v Count /t REG_DWORD /d 7", "", 1, "cancelled"},
