@@ -16,7 +16,6 @@
 namespace nev {
 namespace {
 
-
 std::uint32_t write_text(Nev_file& file, const std::string& text, Nev_status& status) {
   return file.write(text.data(), static_cast<std::uint32_t>(text.size()), status);
 }
@@ -99,15 +98,9 @@ TEST(NevFile, LargeWritesReadsAndUtf8Names) {
 }
 
 TEST(NevPath, JoinsWithOneSeparator) {
-  const std::u16string cases[][3] = {{u".", u"default.dgn", u"./default.dgn"},
-                                     {u"/var/log/", u"a.dgn", u"/var/log/a.dgn"},
-                                     {u"", u"default.dgn", u"default.dgn"},
-                                     {u"/", u"x", u"/x"}};
-  for (const auto& c : cases) {
-    const Nev_path path(c[0], c[1]);
-    const std::u16string& joined = path;
-    EXPECT_EQ(joined, c[2]);
-  }
+  const std::u16string cases[][3] = {{u".", u"default.dgn", u"./default.dgn"}, {u"", u"default.dgn", u"default.dgn"},
+                                     {u"/var/log/", u"a.dgn", u"/var/log/a.dgn"}, {u"/", u"x", u"/x"}};
+  for (const auto& c : cases) EXPECT_EQ(static_cast<const std::u16string&>(Nev_path(c[0], c[1])), c[2]);
   EXPECT_EQ(Nev_path::separator(), u'/');
 }
 
