@@ -100,7 +100,18 @@ TEST(NevFile, LargeWritesReadsAndUtf8Names) {
 TEST(NevPath, JoinsWithOneSeparator) {
   const std::u16string cases[][3] = {{u".", u"default.dgn", u"./default.dgn"}, {u"", u"default.dgn", u"default.dgn"},
                                      {u"/var/log/", u"a.dgn", u"/var/log/a.dgn"}, {u"/", u"x", u"/x"}};
-  for (const auto& c : cases) EXPECT_EQ(static_cast<const std::u16string&>(Nev_path(c[0], c[1])), c[2]);
+  for (const auto& c : cases) {
+    const Nev_path path(c[0], c[1]);
+    const std::u16string& from_object = path;
+    // Bound to a temporary: must stay valid beyond the statement (the
+    // sanitizer build sees a dangling one).
+    const std::u16string& from_temporary = Nev_path(c[0], c[1]);
+    const std::u16string& from_text = Nev_path(c[0], c[1]).str();
+    EXPECT_EQ(from_object, c[2]);
+    EXPECT_EQ(from_temporary, c[2]);
+    EXPECT_EQ(from_text, c[2]);
+  }
+  EXPECT_EQ(Nev_path(u"/only/one").str(), u"/only/one");
   EXPECT_EQ(Nev_path::separator(), u'/');
 }
 
