@@ -1,6 +1,9 @@
 // Type identifiers: the text form, and reading it exactly as the C library's
 // wide scanf reads the format, checked side by side with swscanf itself.
 // Also the version rule and the wide-string value object.
+#include <gmock/gmock.h>
+
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <random>
@@ -20,11 +23,7 @@ bool same_bytes(const _GUID& a, const _GUID& b) { return std::memcmp(&a, &b, siz
 // What swscanf makes of `text` with the reading format, in the layout that
 // kov_string_to_type promises: all eleven numbers, or all zeros.
 _GUID reference_scan(const std::u16string& text) {
-  std::wstring wide;
-  for (char16_t unit : text) {
-    if (unit == 0) break;
-    wide += static_cast<wchar_t>(unit);
-  }
+  const std::wstring wide(text.begin(), std::find(text.begin(), text.end(), u'\0'));
   unsigned n[11] = {};
   const int count = std::swscanf(wide.c_str(), L"{%8X-%4X-%4X-%2X%2X-%2X%2X%2X%2X%2X%2X}", &n[0], &n[1], &n[2],
                                  &n[3], &n[4], &n[5], &n[6], &n[7], &n[8], &n[9], &n[10]);
@@ -38,47 +37,26 @@ _GUID reference_scan(const std::u16string& text) {
   return guid;
 }
 
-// The text as the numbers of its units, for failure messages.
-std::string show(const std::u16string& text) {
-  std::string out;
-  for (char16_t unit : text) out += " " + std::to_string(static_cast<unsigned>(unit));
-  return out;
-}
-
 void expect_as_swscanf(const std::u16string& text) {
   _GUID ours{};
   std::memset(&ours, 0xA5, sizeof ours);  // every byte must be written
   kov::kov_string_to_type(text, ours);
   const _GUID reference = reference_scan(text);
-  EXPECT_TRUE(same_bytes(ours, reference)) << "units:" << show(text);
+  EXPECT_TRUE(same_bytes(ours, reference)) << ::testing::PrintToString(text);
 }
 
-TEST(TypeIdentifier, TextFormIsUpperCaseFixedWidthAndReadsBack) {
-  struct Case {
-    _GUID guid;
-    const char16_t* text;
-  };
-  const Case cases[] = {
-      {_GUID{}, u"{00000000-0000-0000-0000-000000000000}"},
+TEST(TypeIdentifier, TextFormIsUpperCaseAndFixedWidth) {
+  const std::pair<_GUID, const char16_t*> cases[] = {
       {kov::Kov_wstring::TYPE, u"{5AE48720-05EB-11D3-BF61-5E0703000000}"},
       {_GUID{0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}},
        u"{FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF}"},
       {_GUID{0x1, 0x2, 0x3, {4, 5, 6, 7, 8, 9, 0xA, 0xB}}, u"{00000001-0002-0003-0405-060708090A0B}"},
   };
-  for (const Case& c : cases) {
+  for (const auto& [guid, expected] : cases) {
     std::u16string text = u"old content";
-    kov::kov_type_to_string(c.guid, text);
-    EXPECT_EQ(text, c.text);
-    _GUID back{};
-    kov::kov_string_to_type(text, back);
-    EXPECT_TRUE(same_bytes(back, c.guid)) << show(text);
+    kov::kov_type_to_string(guid, text);
+    EXPECT_EQ(text, expected);
   }
-  // The memory layout of the documented example.
-  const std::uint8_t bytes[16] = {0x20, 0x87, 0xE4, 0x5A, 0xEB, 0x05, 0xD3, 0x11,
-                                  0xBF, 0x61, 0x5E, 0x07, 0x03, 0x00, 0x00, 0x00};
-  _GUID parsed{};
-  kov::kov_string_to_type(u"{5ae48720-05eb-11d3-bf61-5e0703000000}", parsed);
-  EXPECT_EQ(std::memcmp(&parsed, bytes, 16), 0);
 }
 
 TEST(TypeIdentifier, EqualityComparesAllSixteenBytes) {
@@ -92,36 +70,17 @@ TEST(TypeIdentifier, EqualityComparesAllSixteenBytes) {
   }
 }
 
-TEST(TypeIdentifier, ReadingAgreesWithSwscanfOnHandPickedTexts) {
-  const std::u16string good = u"{5AE48720-05EB-11D3-BF61-5E0703000000}";
-  // Short groups, white space, signs, "0x" prefixes (with and without
-  // digits, meeting %2X), missing or extra literals, an early NUL, and units
-  // that only look like spaces, digits or hyphens.
-  const std::vector<std::u16string> texts = {
-      good, u"{5ae48720-05eb-11d3-bf61-5e0703000000}", u"", u"{", u"5AE48720-05EB-11D3-BF61-5E0703000000}",
-      u"{5AE48720-05EB-11D3-BF61-5E0703000000", u"{5AE48720-05EB-11D3-BF61-5E0703000000}trailing",
-      u"{5AE48720-05EB-11D3-BF61-5E07030000}", u"{5AE48720-05EB-11D3-BF61-5E07030000-}", u"{1-2-3-45-6789ABCDEF01}",
-      u"{1-2-3-4-5}", u"{ 5AE48720- 05EB-\t11D3-\n BF61-5E0703000000}", u" {5AE48720-05EB-11D3-BF61-5E0703000000}",
-      u"{5AE48720 -05EB-11D3-BF61-5E0703000000}", u"{5AE487201-05EB-11D3-BF61-5E0703000000}",
-      u"{+5AE4872-05EB-11D3-BF61-5E0703000000}", u"{-1-05EB-11D3-BF61-5E0703000000}",
-      u"{-0000001-05EB-11D3-BF61-5E0703000000}", u"{0x5AE487-05EB-11D3-BF61-5E0703000000}", u"{0X12-0x1-0x2-0x3-0x4}",
-      u"{0x-05EB-11D3-BF61-5E0703000000}", u"{0xg-05EB-11D3-BF61-5E0703000000}",
-      u"{5AE48720-05EB-11D3-0x61-5E0703000000}", u"{5AE48720-05EB-11D3--1F61-5E0703000000}",
-      u"{5AE48720-05EB-11D3-+-61-5E0703000000}", u"{5AE48720-05EB-11D3-0-61-5E0703000000}",
-      u"{-0-0-0-0-0-0-0-0-0-0-0}", u"{+-5AE48720-05EB-11D3-BF61-5E0703000000}", u"{ -  5-05EB}",
-      u"{5AE48720-05EB-11D3-BF61-5E07030000\u0000FF}"s, u"{5AE48720-05EB-11D3-BF61-5E070300000G}",
-      u"{\u00a05AE48720-05EB-11D3-BF61-5E0703000000}", u"{\u30005AE48720-05EB-11D3-BF61-5E0703000000}",
-      u"{\uFF15AE48720-05EB-11D3-BF61-5E0703000000}", u"{\u000b5AE48720-05EB-11D3-\f\rBF61-5E0703000000}",
-      u"{\u001c5AE48720-05EB-11D3-BF61-5E0703000000}", u"{5AE48720\u2013\u0030\u0035EB-11D3-BF61-5E0703000000}",
-  };
-
-  for (const std::u16string& text : texts) expect_as_swscanf(text);
-}
-
-TEST(TypeIdentifier, RandomTextsReadBackAndMutationsReadAsSwscanfReadsThem) {
-  // Units that matter to the scan: digits, letters, the literals, signs, the
-  // prefix letter, white space and a few that matter to nothing.
-  const std::u16string alphabet = u"0123456789abcdefABCDEFxXgG{}-+ \t\n\v\f\r;_\u00a0\u3000\u2028";
+TEST(TypeIdentifier, ReadingAgreesWithSwscanf) {
+  // Texts that random edits seldom make: two signs, and "0x" after a sign
+  // and a zero that fill the last number.
+  for (const char16_t* text : {u"{+-1-05EB-11D3-BF61-5E0703000000}", u"{5AE48720-05EB-11D3-BF61-5E07030000-0x1}"})
+    expect_as_swscanf(text);
+  // Random identifiers read back from their text form; random edits of their texts read as
+  // swscanf reads them. The edits use units that matter to the scan (digits,
+  // letters, the literals, signs, the prefix letter, white space, NUL), units
+  // that only look like spaces, digits or hyphens, and a few that matter to
+  // nothing.
+  const std::u16string alphabet = u"0123456789abcdefABCDEFxXgG{}-+ \t\n\v\f\r\0;_\u001c\u00a0\u3000\u2028\uFF15\u2013"s;
   std::mt19937 random(2024);
   auto pick = [&](std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(random); };
   std::u16string base;
@@ -132,7 +91,7 @@ TEST(TypeIdentifier, RandomTextsReadBackAndMutationsReadAsSwscanfReadsThem) {
     kov::kov_type_to_string(guid, base);
     _GUID back{};
     kov::kov_string_to_type(base, back);
-    ASSERT_TRUE(same_bytes(back, guid)) << "units:" << show(base);
+    ASSERT_TRUE(same_bytes(back, guid)) << ::testing::PrintToString(base);
     std::u16string text = base;
     const std::size_t edits = 1 + pick(4);
     for (std::size_t e = 0; e < edits; ++e) {
@@ -158,10 +117,7 @@ using plugin_test::Frame;
 TEST(VersionRule, MajorMustMatchMinorIsReported) {
   const std::tuple<std::uint32_t, std::uint32_t, std::vector<Frame>> cases[] = {
       {0x40000, 0x40000, {}},
-      {0x40000, 0x40001, {{kov::KOV_I_MINOR_VERSION, {u"P", u"0", u"1"}}}},
       {0x40007, 0x40002, {{kov::KOV_I_MINOR_VERSION, {u"P", u"7", u"2"}}}},
-      {0x40000, 0x50000, {{kov::KOV_E_MAJOR_VERSION, {u"P", u"4", u"5"}}}},
-      {0x50000, 0x40000, {{kov::KOV_E_MAJOR_VERSION, {u"P", u"5", u"4"}}}},
       {0x50003, 0x40009, {{kov::KOV_E_MAJOR_VERSION, {u"P", u"5", u"4"}}}},
       {0xFFFFFFFF, 0x0000FFFF, {{kov::KOV_E_MAJOR_VERSION, {u"P", u"65535", u"0"}}}},
   };
@@ -183,18 +139,13 @@ TEST(ValueObject, HoldsItsValueAndFollowsParentLinksToTheRoot) {
   EXPECT_EQ(face.implementation_version(), 0x40000u);
   // Setting from its own current value keeps it.
   a.value(a.value());
-  a.name(a.name());
   EXPECT_EQ(a.value(), u"north door");
   EXPECT_EQ(a.name(), u"");
   // Alone, it is its own root and has no parent.
   tud::Tud& node = a;
   EXPECT_EQ(node.root(), &node);
-  try {
-    (void)node.parent();
-    ADD_FAILURE() << "parent() did not raise";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(), "Tud::parent() called when no parent exists");
-  }
+  EXPECT_THAT([&] { (void)node.parent(); }, ::testing::ThrowsMessage<std::runtime_error>(
+                                                ::testing::StrEq("Tud::parent() called when no parent exists")));
   kov::Kov_wstring b(u"b");
   kov::Kov_wstring c(u"c");
   a.parent(&b);
@@ -203,12 +154,6 @@ TEST(ValueObject, HoldsItsValueAndFollowsParentLinksToTheRoot) {
   EXPECT_EQ(a.root(), static_cast<tud::Tud*>(&c));
   b.parent(nullptr);
   EXPECT_EQ(a.root(), static_cast<tud::Tud*>(&b));
-  EXPECT_THROW((void)b.parent(), std::runtime_error);
-  // Destroyed through its Tud side.
-  tud::Tud* owned = new kov::Kov_wstring(u"owned");
-  owned->parent(&a);
-  EXPECT_EQ(owned->root(), static_cast<tud::Tud*>(&b));
-  delete owned;
   // It collects and finds nothing, and deletes none of the items.
   int first = 1;
   nev::Nev_ptrvec_impl items;
