@@ -1,6 +1,7 @@
 // A service's diagnostic parameters in the registry, the service
 // constructor, the process-wide object, and the kovdiag tool run as a
 // program on what the library wrote.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -21,6 +22,7 @@
 namespace {
 
 using namespace diag_test;
+using ::testing::ThrowsMessage;
 using Global = kov::Kov_diag_global;
 
 const std::u16string SERVICES = u"SYSTEM\\CurrentControlSet\\Services\\";
@@ -131,54 +133,39 @@ TEST(DiagService, NamedMachine) {
   EXPECT_EQ(path, u"local") << "the named machine's values are not this machine's";
 
   // A machine with no hive: nothing is read, both names in the failure.
-  for (const bool write : {false, true}) {
-    path = u"kept";
-    if (write) {
-      Global::set_service_parameters(u"nowhere", u"remote", u"p", u"n", 1, status);
-    } else {
-      Global::get_service_parameters(u"nowhere", u"remote", path, name, level, status);
-    }
-    const std::uint32_t code = write ? kov::KOV_E_DIAG_WRITE_MACHINE : kov::KOV_E_DIAG_READ_MACHINE;
-    EXPECT_EQ(failure(status), failure(code, u"remote nowhere", 2));
-    EXPECT_EQ(status.code(1), nev::NEV_E_REG_NO_MACHINE);
-    EXPECT_EQ(path, u"kept");
-  }
+  Global::get_service_parameters(u"nowhere", u"remote", path = u"kept", name, level, status);
+  EXPECT_EQ(failure(status), failure(kov::KOV_E_DIAG_READ_MACHINE, u"remote nowhere", 2));
+  EXPECT_EQ(status.code(1), nev::NEV_E_REG_NO_MACHINE);
+  EXPECT_EQ(path, u"kept");
+  Global::set_service_parameters(u"nowhere", u"remote", u"p", u"n", 1, status);
+  EXPECT_EQ(failure(status), failure(kov::KOV_E_DIAG_WRITE_MACHINE, u"remote nowhere", 2));
+  EXPECT_EQ(status.code(1), nev::NEV_E_REG_NO_MACHINE);
   EXPECT_FALSE(std::filesystem::exists(machines.file("nowhere.db")));
 }
 
+// The service constructor reads the registry and no environment; values
+// not read keep the defaults (reading stops at the missing name, so the
+// level stays 0). A console value of exactly 1 gives the console, even at
+// level 0.
 TEST(DiagService, ServiceConstructorUsesRegistryAndConsoleOfExactlyOne) {
-  Scratch_dir dir;
-  const std::u16string service = new_service("console");
-  set(service, u"DiagFilePath", dir.wpath());
-  set(service, u"DiagFileName", u"svc%3.dgn");
-  set(service, u"DiagTraceLevel", 0);
-  set(service, u"DiagEnableConsole", 1);
-  ::setenv("DGN_FILEPATH", "/nowhere", 1);  // the service constructor reads no environment
-  ::testing::internal::CaptureStdout();
-  {
-    kov::Kov_diag_main diag(service);
-    EXPECT_EQ(diag.level(), 0) << "level 0 does not take the console away";
-    diag.write(u"shown \u00e9");
-    diag.close();
-    diag.write(u"file only");
+  ::setenv("DGN_FILEPATH", "/nowhere", 1);
+  for (const std::uint32_t console : {1u, 2u}) {
+    Scratch_dir dir;
+    const std::u16string service = new_service(console == 1 ? "one" : "two");
+    set(service, u"DiagFilePath", dir.wpath());
+    set(service, u"DiagTraceLevel", 4);
+    set(service, u"DiagEnableConsole", console);
+    ::testing::internal::CaptureStdout();
+    {
+      kov::Kov_diag_main diag(service);
+      EXPECT_EQ(diag.name(), u"default.dgn");
+      EXPECT_EQ(diag.level(), 0) << "the level behind the missing name is not read";
+      diag.write(u"shown \u00e9");
+    }
+    const std::string shown = header_line() + "\r\n" + marker_line() + "\r\nshown \xc3\xa9\r\n";
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), console == 1 ? shown : "") << console;
+    EXPECT_EQ(read_lines(dir.file("default.dgn")), opened({"shown \xe9"}));
   }
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), header_line() + "\r\n" + marker_line() + "\r\nshown \xc3\xa9\r\n");
-  EXPECT_EQ(read_lines(dir.file("svc000.dgn")), opened({"shown \xe9"}));
-  EXPECT_EQ(read_lines(dir.file("svc001.dgn")), opened({"file only"}));
-
-  // A console value other than 1 gives no console; missing values keep the
-  // defaults.
-  const std::u16string two = new_service("two");
-  set(two, u"DiagFilePath", u"/from/registry");
-  set(two, u"DiagEnableConsole", 2);
-  ::testing::internal::CaptureStdout();
-  {
-    kov::Kov_diag_main diag(two);
-    EXPECT_EQ(diag.path() + u"|" + diag.name(), u"/from/registry|default.dgn");
-    EXPECT_EQ(diag.level(), 0);
-    diag.write(u"lost: the directory does not exist");
-  }
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
 }
 
 TEST(DiagGlobal, MadeOnceFromTheEnvironment) {
@@ -195,12 +182,8 @@ TEST(DiagGlobal, MadeOnceFromTheEnvironment) {
 }
 
 TEST(DiagGlobal, NullPointerWithNoObjectThrowsExactText) {
-  try {
-    Global::initialise(static_cast<kov::Kov_diag_main*>(nullptr));
-    FAIL() << "no exception";
-  } catch (const std::invalid_argument& error) {
-    EXPECT_STREQ(error.what(), "Null pointer given to Kov_diag_global::initialise()");
-  }
+  EXPECT_THAT([] { Global::initialise(static_cast<kov::Kov_diag_main*>(nullptr)); },
+              ThrowsMessage<std::invalid_argument>("Null pointer given to Kov_diag_global::initialise()"));
   kov::Kov_diag_main mine;
   Global::initialise(&mine);
   EXPECT_EQ(&Global::global(), &mine);
@@ -320,11 +303,8 @@ TEST(Kovdiag, FollowStopsOnInterrupt) {
 }
 
 TEST(Kovdiag, ConfigThenShow) {
-  const std::string service = "kovdiag_tool_service";
-  nev::Nev_status status;
-  nev::nev_delete_reg_tree(nev::NEV_HKEY_LOCAL_MACHINE, u"SYSTEM\\CurrentControlSet\\Services\\" + widen(service),
-                           status);
-  const std::string show = "show " + service, config = "config " + service;
+  const std::u16string service = new_service("tool");
+  const std::string show = "show " + nev::nev_wtos(service), config = "config " + nev::nev_wtos(service);
   EXPECT_EQ(kovdiag(config + " --level 4").status, 0);
   EXPECT_EQ(kovdiag(show).output,
             "DiagFilePath       .\nDiagFileName       default.dgn\nDiagTraceLevel     4\nDiagEnableConsole  (not set)\n");
@@ -335,7 +315,8 @@ TEST(Kovdiag, ConfigThenShow) {
   // What the tool wrote is what the library reads.
   std::u16string path, name;
   std::uint16_t level = 0;
-  kov::Kov_diag_global::get_service_parameters(u"", widen(service), path, name, level, status);
+  nev::Nev_status status;
+  Global::get_service_parameters(u"", service, path, name, level, status);
   EXPECT_TRUE(status.ok());
   EXPECT_EQ(path, u"/var/x");
   EXPECT_EQ(level, 4);

@@ -20,6 +20,9 @@ namespace diag_test {
 
 using Lines = std::vector<std::string>;
 
+// ASCII text widened unit by unit.
+inline std::u16string widen(const std::string& text) { return std::u16string(text.begin(), text.end()); }
+
 // A fresh directory, removed with everything in it at the end of the test.
 class Scratch_dir {
  public:
@@ -29,19 +32,15 @@ class Scratch_dir {
   }
   ~Scratch_dir() {
     std::error_code ignored;
-    std::filesystem::permissions(m_path, std::filesystem::perms::owner_all, ignored);
     std::filesystem::remove_all(m_path, ignored);
   }
   const std::string& path() const { return m_path; }
-  std::u16string wpath() const { return std::u16string(m_path.begin(), m_path.end()); }
+  std::u16string wpath() const { return widen(m_path); }
   std::string file(const std::string& name) const { return m_path + "/" + name; }
 
  private:
   std::string m_path;
 };
-
-// ASCII text widened unit by unit.
-inline std::u16string widen(const std::string& text) { return std::u16string(text.begin(), text.end()); }
 
 // The file's raw bytes; empty when it does not exist.
 inline std::string read_bytes(const std::string& path) {
