@@ -3,6 +3,8 @@
 // the cache and listing the plug-ins of a type.
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <utility>
 
 #include "kov/codes.h"
 #include "kov/wstring.h"
@@ -93,8 +95,12 @@ TEST_F(Creation, VersionRuleIsAppliedInterfaceThenImplementationThenLibrary) {
 
 TEST_F(Creation, FailuresStandBelowTheCreationCode) {
   const std::string missing = work_dir() + "/missing.so";
-  set_string(plugin_key(u"Missing", CIRCLE_TYPE), u"ImagePath", wide(missing));
-  set_uint(plugin_key(u"Missing", CIRCLE_TYPE), u"LibraryVersion", 0x40000);
+  const std::string text_file = work_dir() + "/not-a-library.so";
+  std::ofstream(text_file) << "plain text, no library\n";
+  for (const auto& [plugin, path] : {std::pair{u"Missing", missing}, std::pair{u"Text", text_file}}) {
+    set_string(plugin_key(plugin, CIRCLE_TYPE), u"ImagePath", wide(path));
+    set_uint(plugin_key(plugin, CIRCLE_TYPE), u"LibraryVersion", 0x40000);
+  }
   set_string(plugin_key(u"Pathless", CIRCLE_TYPE), u"DisplayName", u"no image path");
   _GUID unparsed{};  // a type text that did not parse is the all-zero identifier
   kov::kov_string_to_type(u"circle", unparsed);
@@ -113,6 +119,7 @@ TEST_F(Creation, FailuresStandBelowTheCreationCode) {
       {u"Shapes", unparsed, absent(u"Shapes", unparsed)},
       {u"Pathless", CIRCLE_TYPE, {nev::NEV_E_REG_VALUE_NOT_FOUND, {u"*", u"ImagePath"}}},
       {u"Missing", CIRCLE_TYPE, {nev::NEV_E_LIBRARY_LOAD, {wide(missing), u"*"}}},
+      {u"Text", CIRCLE_TYPE, {nev::NEV_E_LIBRARY_LOAD, {wide(text_file), u"*"}}},
       {u"NoFactory", INCOMPLETE_TYPE, {nev::NEV_E_FUNCTION_NOT_FOUND, {u"gan_get_factory", u"*"}}},
       {u"Shapes", TRIANGLE_TYPE, {kov::KOV_E_NO_FACTORY, {u"Shapes", SHAPES}}},  // no factory for the type
       {u"Shapes", BLANK_TYPE, {kov::KOV_E_NO_INSTANCE, {}}},                   // the factory makes nothing
@@ -122,8 +129,8 @@ TEST_F(Creation, FailuresStandBelowTheCreationCode) {
     EXPECT_FALSE(outcome.created);
     expect_stack(outcome.status, {{kov::KOV_E_CREATE_INSTANCE, {c.plugin}}, c.cause});
   }
-  // Libraries that loaded stay cached after a later failure; the one that
-  // did not load was not cached, so tidying asks only the two that did.
+  // Libraries that loaded stay cached after a later failure; those that did
+  // not load were not cached, so tidying asks only the two that did.
   EXPECT_TRUE(create(u"Shapes", CIRCLE_TYPE).created);
   EXPECT_EQ(count_events("load shapes"), 1);
   EXPECT_TRUE(tidy().ok());

@@ -1,7 +1,7 @@
 // IP helpers: conversions, and the local host's name and addresses through
-// replaced sockets calls (the foundation's own tests cover the real
-// resolver). The start-up test comes first: the sockets layer stays started
-// for the rest of a process (ctest runs every test in a process of its own).
+// replaced sockets calls and through the real resolver. The start-up test
+// comes first: the sockets layer stays started for the rest of a process
+// (ctest runs every test in a process of its own).
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,6 +14,7 @@
 
 #include "kov/codes.h"
 #include "kov/ip.h"
+#include "nev/strings.h"
 #include "nev/system.h"
 
 namespace {
@@ -153,6 +154,30 @@ TEST(IpConversionTest, BytesAndTextForms) {
     EXPECT_EQ(status.code(), number != 0 ? kov::KOV_E_CREATE_INSTANCE : kov::KOV_E_IP_ADDRESS);
     EXPECT_EQ(status.argument(0, 0), number != 0 ? u"earlier" : u"");
     EXPECT_EQ(status.depth(), 1u);
+  }
+}
+
+// The machine's own resolver: on the test machines the host's name resolves
+// only through /etc/hosts.
+TEST(IpResolverTest, GivesTheLocalHostsNameAndAddresses) {
+  char own_name[256] = {};
+  ASSERT_EQ(nev::nev_gethostname(own_name, sizeof own_name), 0);
+  nev::Nev_host_entry entry;
+  ASSERT_TRUE(nev::nev_gethostbyname(own_name, entry)) << own_name;
+  nev::Nev_status status;
+  std::u16string name;
+  kov::ip_get_host_name(name, status);
+  ASSERT_TRUE(status.ok()) << nev::nev_to_utf8(nev::nev_status_text(status));
+  EXPECT_FALSE(name.empty());
+  EXPECT_EQ(name, nev::nev_stow(entry.name));
+  nev::Nev_object_vector<std::u16string> addresses;
+  kov::ip_get_local(addresses, status);
+  ASSERT_TRUE(status.ok());
+  ASSERT_EQ(addresses.size(), entry.addresses.size());
+  for (unsigned i = 0; i < addresses.size(); ++i) {
+    std::uint32_t number = 0;
+    kov::ip_string_to_num(addresses[i], number, status);
+    EXPECT_EQ(number, entry.addresses[i]) << nev::nev_wtos(addresses[i]);
   }
 }
 
