@@ -2,6 +2,8 @@
 // every failure.
 #include "nev/library.h"
 
+#include <atomic>
+
 #include "nev/codes.h"
 #include "nev/platform.h"
 #include "nev/strings.h"
@@ -13,6 +15,9 @@ namespace {
 // The platform calls would treat a null handle as "the whole process", which
 // is never what a caller of these functions means.
 const char16_t* const NO_LIBRARY = u"no library handle was given";
+
+// The unload call a test put in place of the platform's, or null.
+std::atomic<bool (*)(Nev_library, std::u16string&)> g_unload_hook{nullptr};
 
 }  // namespace
 
@@ -40,9 +45,16 @@ void* nev_lookup_function(Nev_library library, const std::string& name, Nev_stat
 void nev_unload_library(Nev_library library, Nev_status& status) {
   status.clear();
   std::u16string reason = NO_LIBRARY;
-  if (library == nullptr || !platform::library_unload(library, reason)) {
+  const auto hook = g_unload_hook.load();
+  const bool unloaded =
+      library != nullptr && (hook != nullptr ? hook(library, reason) : platform::library_unload(library, reason));
+  if (!unloaded) {
     status.assign(NEV_E_LIBRARY_UNLOAD, Nev_wstring_status_arg(reason));
   }
+}
+
+void nev_set_library_hooks(const Nev_library_hooks* hooks) {
+  g_unload_hook.store(hooks != nullptr ? hooks->unload : nullptr);
 }
 
 }  // namespace nev

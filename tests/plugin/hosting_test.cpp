@@ -1,6 +1,8 @@
 // Creating plug-in objects (the registry reads, the version tests in their
 // order, the library cache, every failure with its status stack), tidying
 // the cache and listing the plug-ins of a type.
+#include <dlfcn.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -9,6 +11,7 @@
 #include "kov/codes.h"
 #include "kov/wstring.h"
 #include "nev/codes.h"
+#include "nev/library.h"
 #include "nev/registry.h"
 #include "plugin_test_support.h"
 #include "sample_types.h"
@@ -177,6 +180,37 @@ TEST_F(Housekeeping, LibraryWithoutTheUnloadEntryEndsTheWalk) {
   EXPECT_EQ(tidy().code(), kov::KOV_E_TIDY_LIBRARY);
   EXPECT_EQ(events("ask"), std::vector<std::string>{"ask-yes no_factory"});
   EXPECT_EQ(events("unload"), std::vector<std::string>{"unload no_factory"});
+}
+
+// The handle of tally_b, whose unload the hook below refuses; the others
+// are unloaded for real.
+void* refused_library = nullptr;
+bool unload_all_but_refused(nev::Nev_library library, std::u16string& reason) {
+  if (library == refused_library) {
+    reason = u"refused by the test";
+    return false;
+  }
+  return ::dlclose(library) == 0;
+}
+
+TEST_F(Housekeeping, FailedUnloadForgetsTheEntryAndEndsTheWalk) {
+  // Path order: tally_a, tally_b, tally_c.
+  for (const char16_t* plugin : {u"TallyC", u"TallyB", u"TallyA"}) ASSERT_TRUE(create(plugin, TALLY_TYPE).created);
+  refused_library = ::dlopen(TALLY_B_PATH, RTLD_NOW | RTLD_NOLOAD);  // the handle the cache holds
+  ASSERT_NE(refused_library, nullptr);
+  ::dlclose(refused_library);
+  nev::Nev_library_hooks hooks;
+  hooks.unload = unload_all_but_refused;
+  nev::nev_set_library_hooks(&hooks);
+  expect_stack(tidy(), {{kov::KOV_E_TIDY_LIBRARY, {wide(TALLY_B_PATH)}},
+                        {nev::NEV_E_LIBRARY_UNLOAD, {u"refused by the test"}}});
+  nev::nev_set_library_hooks(nullptr);
+  // tally_a went, tally_c was not reached; tally_b left the cache although
+  // it stays loaded, so the next walk asks tally_c alone.
+  EXPECT_EQ(events("unload"), std::vector<std::string>{"unload tally_a"});
+  EXPECT_EQ(tidy().code(), 0u);
+  EXPECT_EQ(events("ask"), (std::vector<std::string>{"ask-yes tally_a", "ask-yes tally_b", "ask-yes tally_c"}));
+  EXPECT_EQ(events("unload"), (std::vector<std::string>{"unload tally_a", "unload tally_c"}));
 }
 
 TEST_F(Housekeeping, EnumerateListsThePlugInsOfferingAType) {
