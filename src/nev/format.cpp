@@ -231,11 +231,11 @@ int narrow_length(const Directive& directive, T value) {
 }
 
 // The C library produces every unit of a padded or very precise conversion,
-// even the ones snprintf then drops, so "%2147483647d" would take seconds.
+// even the ones snprintf then drops, so "%2147483647f" would take seconds.
 // Only the first `room` units can reach the caller, so a width or precision
 // far beyond that is cut down to one that gives the same first `room` units
 // and is still cut:
-// - a precision beyond the cap only adds zeros (integers: leading zeros;
+// - a precision beyond the cap only adds zeros ("%p": leading zeros;
 //   floating point: digits past the exact binary expansion, which is never
 //   longer than 16500 digits), so it shrinks the text by a known amount,
 //   and the width shrinks by the same amount to keep the padding;
