@@ -26,13 +26,4 @@ NEV_EXPORT void* nev_lookup_function(Nev_library library, const std::string& nam
 // Clears `status` first.
 NEV_EXPORT void nev_unload_library(Nev_library library, Nev_status& status);
 
-// Replacements of the library calls, for tests that need a failure the
-// platform does not give on demand. A null member keeps the platform's call.
-struct Nev_library_hooks {
-  // Unloads `library`; false, with the reason in `reason`, when it fails.
-  bool (*unload)(Nev_library library, std::u16string& reason) = nullptr;
-};
-// Installs `hooks` (copied); null restores the platform's calls.
-NEV_EXPORT void nev_set_library_hooks(const Nev_library_hooks* hooks);
-
 }  // namespace nev

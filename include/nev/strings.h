@@ -61,6 +61,13 @@ NEV_EXPORT std::string nev_to_utf8(const std::u16string& text);
 // UTF-8 to UTF-16. Each malformed sequence becomes U+FFFD.
 NEV_EXPORT std::u16string nev_from_utf8(const std::string& text);
 
+// 16-bit text as UTF-16LE bytes, the form of string data in the registry and
+// in files; with `terminate` a NUL unit follows.
+NEV_EXPORT std::string nev_to_utf16le(const std::u16string& text, bool terminate);
+// UTF-16LE bytes as 16-bit text: `size` bytes at `data`, a last odd byte
+// ignored; with `stop_at_nul` the text ends before the first NUL unit.
+NEV_EXPORT std::u16string nev_from_utf16le(const void* data, std::size_t size, bool stop_at_nul);
+
 // printf-style formatting into a buffer of `count` 16-bit units, always
 // NUL-terminated when `count` is not 0. The format is 16-bit text. "%s",
 // "%ls" and "%S" take NUL-terminated 16-bit text (a null pointer prints

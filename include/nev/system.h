@@ -66,15 +66,4 @@ NEV_EXPORT bool nev_gethostbyname(const char* name, Nev_host_entry& entry);
 // 0xFFFFFFFF when the text is no address.
 NEV_EXPORT std::uint32_t nev_inet_addr(const char* text);
 
-// Replacements of the sockets layer's calls, for tests. A null member keeps
-// the platform's call.
-struct Nev_socket_hooks {
-  int (*startup)(std::uint16_t version) = nullptr;
-  int (*last_error)() = nullptr;
-  int (*gethostname)(char* buffer, int length) = nullptr;
-  bool (*gethostbyname)(const char* name, Nev_host_entry& entry) = nullptr;
-};
-// Installs `hooks` (copied); null restores the platform's calls.
-NEV_EXPORT void nev_set_socket_hooks(const Nev_socket_hooks* hooks);
-
 }  // namespace nev

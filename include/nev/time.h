@@ -19,9 +19,9 @@
 // Any other text is copied, CR LF included; an unknown conversion is copied
 // as it stands. Each class expands the conversions that fit it.
 //
-// The clock and the local zone can be replaced for tests with nev_set_clock
-// and nev_set_local_zone. All classes are
-// plain values; the static functions may be called from any thread.
+// The clock and the local zone are the platform's (tests replace them through
+// the foundation's platform object). All classes are plain values; the static
+// functions may be called from any thread.
 #pragma once
 
 #include <cstdint>
@@ -207,23 +207,15 @@ class NEV_EXPORT Nev_date_and_time {
   Nev_time_zone m_zone;
 };
 
-// The source of the current time: microseconds since 1 January 1970 UTC.
-// A function set here may throw; the exception passes out of now()/today().
-using Nev_clock_fn = std::int64_t (*)();
-// Replaces the clock (for tests); null restores the system clock.
-NEV_EXPORT void nev_set_clock(Nev_clock_fn clock) noexcept;
-// The current time from the clock in force.
+// The current time: microseconds since 1 January 1970 UTC. A failure of the
+// clock passes out as an exception.
 NEV_EXPORT std::int64_t nev_clock_now();
 
 // The local zone's offset east of UTC in seconds. With `at_utc` true,
 // `seconds` is a UTC instant; with false, a local wall-clock reading (seconds
-// since 1 January 1970 counted as if the zone were UTC). A function set here
-// may throw; the exception passes out of whatever needed the offset (now(),
-// and the comparisons and subtraction of local date-times).
-using Nev_local_zone_fn = std::int64_t (*)(std::int64_t seconds, bool at_utc);
-// Replaces the C library's local zone (for tests); null restores it.
-NEV_EXPORT void nev_set_local_zone(Nev_local_zone_fn zone) noexcept;
-// The offset from the local zone in force, as Nev_local_zone_fn describes.
+// since 1 January 1970 counted as if the zone were UTC). A failure passes out
+// as an exception of whatever needed the offset (now(), and the comparisons
+// and subtraction of local date-times).
 NEV_EXPORT std::int64_t nev_local_offset(std::int64_t seconds, bool at_utc);
 
 }  // namespace nev

@@ -24,7 +24,7 @@ void Nev_file::open(const std::u16string& path, Nev_file_open open, Nev_file_acc
   status.clear();
   close();
   std::intptr_t handle = platform::CLOSED_FILE;
-  const platform::File_result result = platform::file_open(path, open, access, sharing, security, handle);
+  const platform::File_result result = platform::current().file_open(path, open, access, sharing, security, handle);
   if (!result.ok) {
     report(status, NEV_E_FILE_OPEN, path, result.reason);
     return;
@@ -36,7 +36,7 @@ void Nev_file::open(const std::u16string& path, Nev_file_open open, Nev_file_acc
 std::uint32_t Nev_file::write(const void* data, std::uint32_t bytes, Nev_status& status) {
   status.clear();
   std::uint32_t written = 0;
-  const platform::File_result result = platform::file_write(m_handle, data, bytes, written);
+  const platform::File_result result = platform::current().file_write(m_handle, data, bytes, written);
   if (!result.ok) report(status, NEV_E_FILE_WRITE, m_path, result.reason);
   return written;
 }
@@ -44,7 +44,7 @@ std::uint32_t Nev_file::write(const void* data, std::uint32_t bytes, Nev_status&
 std::uint32_t Nev_file::read(void* data, std::uint32_t bytes, Nev_status& status) {
   status.clear();
   std::uint32_t read = 0;
-  const platform::File_result result = platform::file_read(m_handle, data, bytes, read);
+  const platform::File_result result = platform::current().file_read(m_handle, data, bytes, read);
   if (!result.ok) report(status, NEV_E_FILE_READ, m_path, result.reason);
   return read;
 }
@@ -52,7 +52,7 @@ std::uint32_t Nev_file::read(void* data, std::uint32_t bytes, Nev_status& status
 std::uint32_t Nev_file::read_at(std::uint64_t offset, void* data, std::uint32_t bytes, Nev_status& status) {
   status.clear();
   std::uint32_t read = 0;
-  const platform::File_result result = platform::file_read_at(m_handle, offset, data, bytes, read);
+  const platform::File_result result = platform::current().file_read_at(m_handle, offset, data, bytes, read);
   if (!result.ok) report(status, NEV_E_FILE_READ, m_path, result.reason);
   return read;
 }
@@ -60,14 +60,14 @@ std::uint32_t Nev_file::read_at(std::uint64_t offset, void* data, std::uint32_t 
 std::uint64_t Nev_file::size(Nev_status& status) const {
   status.clear();
   std::uint64_t size = 0;
-  const platform::File_result result = platform::file_size(m_handle, size);
+  const platform::File_result result = platform::current().file_size(m_handle, size);
   if (!result.ok) report(status, NEV_E_FILE_READ, m_path, result.reason);
   return size;
 }
 
 void Nev_file::close() noexcept {
   if (m_handle == platform::CLOSED_FILE) return;
-  platform::file_close(m_handle);
+  platform::current().file_close(m_handle);
   m_handle = platform::CLOSED_FILE;
 }
 
@@ -81,6 +81,6 @@ Nev_path::Nev_path(const std::u16string& directory, const std::u16string& name) 
   m_path += name;
 }
 
-char16_t Nev_path::separator() noexcept { return platform::path_separator(); }
+char16_t Nev_path::separator() noexcept { return platform::current().path_separator(); }
 
 }  // namespace nev

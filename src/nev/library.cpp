@@ -2,8 +2,6 @@
 // every failure.
 #include "nev/library.h"
 
-#include <atomic>
-
 #include "nev/codes.h"
 #include "nev/platform.h"
 #include "nev/strings.h"
@@ -16,15 +14,12 @@ namespace {
 // is never what a caller of these functions means.
 const char16_t* const NO_LIBRARY = u"no library handle was given";
 
-// The unload call a test put in place of the platform's, or null.
-std::atomic<bool (*)(Nev_library, std::u16string&)> g_unload_hook{nullptr};
-
 }  // namespace
 
 Nev_library nev_load_library(const std::u16string& path, Nev_status& status) {
   status.clear();
   std::u16string reason;
-  void* library = platform::library_load(path, reason);
+  void* library = platform::current().library_load(path, reason);
   if (library == nullptr) {
     status.assign(NEV_E_LIBRARY_LOAD, Nev_wstring_status_arg(path), Nev_wstring_status_arg(reason));
   }
@@ -34,7 +29,7 @@ Nev_library nev_load_library(const std::u16string& path, Nev_status& status) {
 void* nev_lookup_function(Nev_library library, const std::string& name, Nev_status& status) {
   status.clear();
   std::u16string reason = NO_LIBRARY;
-  void* address = library != nullptr ? platform::library_symbol(library, name, reason) : nullptr;
+  void* address = library != nullptr ? platform::current().library_symbol(library, name, reason) : nullptr;
   if (address == nullptr) {
     status.assign(NEV_E_FUNCTION_NOT_FOUND, Nev_wstring_status_arg(nev_from_utf8(name)),
                   Nev_wstring_status_arg(reason));
@@ -45,16 +40,10 @@ void* nev_lookup_function(Nev_library library, const std::string& name, Nev_stat
 void nev_unload_library(Nev_library library, Nev_status& status) {
   status.clear();
   std::u16string reason = NO_LIBRARY;
-  const auto hook = g_unload_hook.load();
-  const bool unloaded =
-      library != nullptr && (hook != nullptr ? hook(library, reason) : platform::library_unload(library, reason));
+  const bool unloaded = library != nullptr && platform::current().library_unload(library, reason);
   if (!unloaded) {
     status.assign(NEV_E_LIBRARY_UNLOAD, Nev_wstring_status_arg(reason));
   }
-}
-
-void nev_set_library_hooks(const Nev_library_hooks* hooks) {
-  g_unload_hook.store(hooks != nullptr ? hooks->unload : nullptr);
 }
 
 }  // namespace nev

@@ -4,7 +4,6 @@
 #include "nev/time.h"
 
 #include <array>
-#include <atomic>
 #include <string_view>
 
 #include "nev/platform.h"
@@ -24,8 +23,6 @@ constexpr std::array<const char16_t*, 12> MONTH_NAMES = {
     u"January", u"February", u"March",     u"April",   u"May",      u"June",
     u"July",    u"August",   u"September", u"October", u"November", u"December"};
 
-std::atomic<Nev_clock_fn> g_clock{nullptr};
-std::atomic<Nev_local_zone_fn> g_local_zone{nullptr};
 
 // Division rounding towards minus infinity, and its non-negative remainder.
 constexpr std::int64_t floor_div(std::int64_t value, std::int64_t divisor) noexcept {
@@ -190,20 +187,12 @@ void append_period(std::u16string& out, const Nev_time_period& period) {
 
 // ---- clock ----------------------------------------------------------------------------
 
-void nev_set_clock(Nev_clock_fn clock) noexcept { g_clock.store(clock); }
-
-void nev_set_local_zone(Nev_local_zone_fn zone) noexcept { g_local_zone.store(zone); }
-
 std::int64_t nev_local_offset(std::int64_t seconds, bool at_utc) {
-  const Nev_local_zone_fn zone = g_local_zone.load();
-  if (zone != nullptr) return zone(seconds, at_utc);
-  return at_utc ? platform::local_offset_at_utc(seconds) : platform::local_offset_at_local(seconds);
+  platform::Platform& system = platform::current();
+  return at_utc ? system.local_offset_at_utc(seconds) : system.local_offset_at_local(seconds);
 }
 
-std::int64_t nev_clock_now() {
-  const Nev_clock_fn clock = g_clock.load();
-  return clock != nullptr ? clock() : platform::clock_microseconds();
-}
+std::int64_t nev_clock_now() { return platform::current().clock_microseconds(); }
 
 // ---- Nev_time_period ---------------------------------------------------------------
 

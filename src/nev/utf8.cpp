@@ -1,4 +1,5 @@
-// Conversion between UTF-16 and UTF-8.
+// Conversion between UTF-16 and UTF-8, and UTF-16 text to and from its
+// little-endian bytes.
 //
 // Both directions accept any input. A lone surrogate in UTF-16, and in UTF-8
 // every maximal part of a sequence that cannot be completed (a stray
@@ -131,6 +132,27 @@ std::u16string nev_from_utf8(const std::string& text) {
     i = next;
   }
   return out;
+}
+
+std::string nev_to_utf16le(const std::u16string& text, bool terminate) {
+  std::string bytes((text.size() + (terminate ? 1 : 0)) * 2, '\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    bytes[2 * i] = static_cast<char>(text[i] & 0xFF);
+    bytes[2 * i + 1] = static_cast<char>(text[i] >> 8);
+  }
+  return bytes;
+}
+
+std::u16string nev_from_utf16le(const void* data, std::size_t size, bool stop_at_nul) {
+  const auto* bytes = static_cast<const unsigned char*>(data);
+  std::u16string text;
+  text.reserve(size / 2);
+  for (std::size_t i = 0; i + 1 < size; i += 2) {
+    const auto unit = static_cast<char16_t>(bytes[i] | (bytes[i + 1] << 8));
+    if (unit == u'\0' && stop_at_nul) break;
+    text += unit;
+  }
+  return text;
 }
 
 }  // namespace nev

@@ -10,6 +10,7 @@
 #include <map>
 #include <thread>
 
+#include "test_platform.h"
 #include "diag_test_support.h"
 #include "kov/diag.h"
 #include "nev/time.h"
@@ -215,10 +216,11 @@ class Traced : public ::testing::Test {
     ::setenv("TZ", "UTC", 1);
     ::tzset();
     fixed_micros = 250000;
-    nev::nev_set_clock(&fixed_clock);
+    platform.clock = fixed_clock;
     diag.reset(dir.wpath(), u"trace.dgn", 5);
   }
-  void TearDown() override { nev::nev_set_clock(nullptr); }
+
+  Test_platform platform;
 
   // The lines after the header and the marker.
   Lines lines() {

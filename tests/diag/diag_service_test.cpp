@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 
 #include "diag_test_support.h"
+#include "nev/platform.h"
 #include "kov/codes.h"
 #include "kov/diag.h"
 #include "nev/codes.h"
@@ -54,8 +55,12 @@ struct Scoped_env {
   Scoped_env(const char* variable, const std::string& value)
       : name(variable), old(std::getenv(variable) ? std::getenv(variable) : "") {
     ::setenv(name, value.c_str(), 1);
+    nev::platform::reset_hive_locations();
   }
-  ~Scoped_env() { old.empty() ? ::unsetenv(name) : ::setenv(name, old.c_str(), 1); }
+  ~Scoped_env() {
+    old.empty() ? ::unsetenv(name) : ::setenv(name, old.c_str(), 1);
+    nev::platform::reset_hive_locations();
+  }
   const char* name;
   std::string old;
 };
@@ -115,6 +120,7 @@ TEST(DiagService, LocalParametersAndTheirFailures) {
 TEST(DiagService, NamedMachine) {
   Scratch_dir machines;  // holds the hive of the machine "far"
   ::setenv("NEV_REGISTRY_MACHINES", machines.path().c_str(), 1);
+  nev::platform::reset_hive_locations();
   nev::Nev_status status;
   {
     Scoped_env hive("NEV_REGISTRY", machines.file("far.db"));

@@ -12,6 +12,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "test_platform.h"
 #include "nev/locks.h"
 #include "nev/system.h"
 
@@ -113,18 +114,17 @@ TEST(NevConsole, FullOrClosedOutputsEndTheWrite) {
 int refusing_startup(std::uint16_t) { return 10091; }
 int fixed_error() { return 10093; }
 
-TEST(NevSockets, HooksAndHostName) {
+TEST(NevSockets, ReplacedCallsAndHostName) {
   EXPECT_EQ(nev_socket_startup(0x0101), 0);
-  Nev_socket_hooks hooks;
-  hooks.startup = &refusing_startup;
-  hooks.last_error = &fixed_error;
-  nev_set_socket_hooks(&hooks);
-  hooks.startup = nullptr;  // the foundation holds a copy
-  EXPECT_EQ(nev_socket_startup(0x0101), 10091);
-  EXPECT_EQ(nev_socket_last_error(), 10093);
   char name[100];
-  EXPECT_EQ(nev_gethostname(name, sizeof name), 0);  // not hooked: the platform's
-  nev_set_socket_hooks(nullptr);
+  {
+    Test_platform platform;
+    platform.startup = &refusing_startup;
+    platform.last_error = &fixed_error;
+    EXPECT_EQ(nev_socket_startup(0x0101), 10091);
+    EXPECT_EQ(nev_socket_last_error(), 10093);
+    EXPECT_EQ(nev_gethostname(name, sizeof name), 0);  // not replaced: the platform's
+  }
   EXPECT_EQ(nev_socket_startup(0x0101), 0);
 
   const int length = static_cast<int>(std::strlen(name));

@@ -1,5 +1,6 @@
 // Dates, times, periods and zones; the clock is replaced through
-// nev_set_clock and the local zone through TZ.
+// a replaced clock and the local zone through TZ.
+#include "test_platform.h"
 #include "nev/time.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +8,7 @@
 #include <climits>
 #include <cstdlib>
 #include <ctime>
+#include <memory>
 #include <stdexcept>
 
 namespace nev {
@@ -139,7 +141,8 @@ TEST(NevDateAndTime, InstantsAcrossZones) {
 
 TEST(NevDateAndTime, NowReadsTheClockInForceInTheLocalZone) {
   set_zone("CET-1CEST,M3.5.0,M10.5.0/3");
-  nev_set_clock(&fake_clock);
+  auto platform = std::make_unique<Test_platform>();
+  platform->clock = fake_clock;
   g_fake_now = JULY_1999_UTC;
   const Nev_date_and_time now = Nev_date_and_time::now();
   EXPECT_TRUE(now.zone().is_local());
@@ -155,10 +158,10 @@ TEST(NevDateAndTime, NowReadsTheClockInForceInTheLocalZone) {
   g_fake_now += 1;
   EXPECT_TRUE(first > Nev_time_period::ZERO && Nev_date_and_time::now() - now > first);
 
-  nev_set_clock(&failing_clock);
+  platform->clock = failing_clock;
   EXPECT_THROW(Nev_date_and_time::now(), std::runtime_error);
   EXPECT_THROW(Nev_date::today(), std::runtime_error);
-  nev_set_clock(nullptr);
+  platform.reset();
   EXPECT_GE(Nev_date::today().year(), 2024);
   // The real clock, read back through the local zone (the real-time clock
   // may be stepped, so the two readings are only compared roughly).

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <utility>
 
+#include "test_platform.h"
 #include "kov/codes.h"
 #include "kov/wstring.h"
 #include "nev/codes.h"
@@ -199,12 +200,11 @@ TEST_F(Housekeeping, FailedUnloadForgetsTheEntryAndEndsTheWalk) {
   refused_library = ::dlopen(TALLY_B_PATH, RTLD_NOW | RTLD_NOLOAD);  // the handle the cache holds
   ASSERT_NE(refused_library, nullptr);
   ::dlclose(refused_library);
-  nev::Nev_library_hooks hooks;
-  hooks.unload = unload_all_but_refused;
-  nev::nev_set_library_hooks(&hooks);
+  auto platform = std::make_unique<Test_platform>();
+  platform->unload = unload_all_but_refused;
   expect_stack(tidy(), {{kov::KOV_E_TIDY_LIBRARY, {wide(TALLY_B_PATH)}},
                         {nev::NEV_E_LIBRARY_UNLOAD, {u"refused by the test"}}});
-  nev::nev_set_library_hooks(nullptr);
+  platform.reset();
   // tally_a went, tally_c was not reached; tally_b left the cache although
   // it stays loaded, so the next walk asks tally_c alone.
   EXPECT_EQ(events("unload"), std::vector<std::string>{"unload tally_a"});

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "kov/plugin.h"
+#include "nev/platform.h"
 #include "nev/registry.h"
 #include "nev/strings.h"
 
@@ -68,6 +69,7 @@ class Sample_hive : public ::testing::Test {
     std::filesystem::remove_all(m_work_dir);
     std::filesystem::create_directories(m_work_dir);
     ::setenv("NEV_REGISTRY", (m_work_dir + "/hive.db").c_str(), 1);
+    nev::platform::reset_hive_locations();
     ::setenv("KOVSAMPLE_LOG", (m_work_dir + "/events.log").c_str(), 1);
     ::unsetenv("KOVSAMPLE_REFUSE_UNLOAD");
     for (const char* file : {"shapes.reg", "tally.reg", "incomplete.reg"}) {

@@ -1,6 +1,6 @@
 // A fresh hive for every test: a new temporary folder, with NEV_REGISTRY and
-// NEV_REGISTRY_MACHINES pointing into it. The registry reads both variables
-// at every call, so setting them in SetUp is enough.
+// NEV_REGISTRY_MACHINES pointing into it, set in SetUp before the registry
+// resolves its locations again.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 #include <string>
 
 #include "nev/registry.h"
+#include "nev/platform.h"
 #include "nev/status.h"
 #include "nev/strings.h"
 
@@ -21,6 +22,7 @@ class Hive_test : public ::testing::Test {
     m_folder = pattern;
     ::setenv("NEV_REGISTRY", hive().c_str(), 1);
     ::setenv("NEV_REGISTRY_MACHINES", (m_folder + "/machines").c_str(), 1);
+    nev::platform::reset_hive_locations();
   }
   void TearDown() override {
     std::error_code ignored;

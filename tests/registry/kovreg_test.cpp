@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "hive_fixture.h"
+#include "nev/platform.h"
 #include "nev/registry.h"
 #include "nev/strings.h"
 
@@ -43,6 +44,7 @@ void write_file(const std::string& path, const std::string& bytes) { std::ofstre
 // as name, type and data bytes in hexadecimal; equal text, equal trees.
 std::string dump(const std::string& hive, const std::u16string& key = u"Software") {
   ::setenv("NEV_REGISTRY", hive.c_str(), 1);
+  nev::platform::reset_hive_locations();
   Nev_status status;
   std::vector<Nev_reg_value> values;
   nev_enum_reg_values(NEV_HKEY_LOCAL_MACHINE, key, values, status);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "hive_fixture.h"
+#include "nev/platform.h"
 #include "nev/codes.h"
 
 using namespace nev;
@@ -244,6 +245,7 @@ TEST_F(Hive_test, DeletingATreeTakesEverythingBelowAndNothingBeside) {
 TEST_F(Hive_test, AHiveIsCreatedOnFirstWriteOnlyAndAFileThatIsNoHiveFailsWithItsName) {
   const std::string nested = folder() + "/a/b/hive.db";
   ::setenv("NEV_REGISTRY", nested.c_str(), 1);
+  nev::platform::reset_hive_locations();
   Nev_status status;
   std::u16string text = u"preset";
   nev_get_reg_string_value(HKLM, u"Key", u"", u"Name", text, status);
@@ -255,18 +257,23 @@ TEST_F(Hive_test, AHiveIsCreatedOnFirstWriteOnlyAndAFileThatIsNoHiveFailsWithIts
 
   // Unset, the hive lies in the user's data folder: XDG_DATA_HOME, else ~/.local/share.
   ::unsetenv("NEV_REGISTRY");
+  nev::platform::reset_hive_locations();
   ::setenv("XDG_DATA_HOME", (folder() + "/data").c_str(), 1);
+  nev::platform::reset_hive_locations();
   nev_set_reg_uint_value(NEV_HKEY_CURRENT_USER, u"Key", u"", u"Name", 1, status);
   ASSERT_STATUS_OK(status);
   EXPECT_TRUE(std::filesystem::exists(folder() + "/data/kov/registry.db"));
   ::unsetenv("XDG_DATA_HOME");
+  nev::platform::reset_hive_locations();
   ::setenv("HOME", (folder() + "/home").c_str(), 1);
+  nev::platform::reset_hive_locations();
   nev_set_reg_uint_value(NEV_HKEY_CURRENT_USER, u"Key", u"", u"Name", 1, status);
   ASSERT_STATUS_OK(status);
   EXPECT_TRUE(std::filesystem::exists(folder() + "/home/.local/share/kov/registry.db"));
 
   // A file that is no hive refuses reads and writes alike.
   ::setenv("NEV_REGISTRY", hive().c_str(), 1);
+  nev::platform::reset_hive_locations();
   std::ofstream(hive(), std::ios::binary) << std::string(8192, 'x');
   nev_get_reg_string_value(HKLM, u"Key", u"", u"Name", text, status);
   EXPECT_EQ(status.code(), NEV_E_REG_HIVE);
@@ -293,8 +300,10 @@ TEST_F(Hive_test, NamedMachinesHaveHivesOfTheirOwn) {
 
   // Give "far" a hive by writing through it as the local one, then come back.
   ::setenv("NEV_REGISTRY", (folder() + "/machines/far.db").c_str(), 1);
+  nev::platform::reset_hive_locations();
   put(u"Where", u"", u"far");
   ::setenv("NEV_REGISTRY", hive().c_str(), 1);
+  nev::platform::reset_hive_locations();
   put(u"Where", u"", u"here");
 
   const Nev_hkey root = nev_connect_reg_root(u"\\\\far", HKLM, status);

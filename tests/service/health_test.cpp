@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "test_platform.h"
 #include "kov/health.h"
 #include "nev/time.h"
 
@@ -28,11 +29,10 @@ std::int64_t moving_clock() { return ++clock_now; }
 
 class MonitorTest : public ::testing::Test {
  protected:
-  void SetUp() override { nev::nev_set_clock(test_clock); }
-  void TearDown() override {
-    nev::nev_set_clock(nullptr);
-    clock_fails = false;
-  }
+  void SetUp() override { platform.clock = test_clock; }
+  void TearDown() override { clock_fails = false; }
+
+  Test_platform platform;
 };
 
 // True when `operation` finishes on another thread, i.e. the object's mutex
@@ -84,7 +84,7 @@ TEST_F(MonitorTest, AnswersWhetherATickMovedTimeOn) {
       }
     }
   }
-  nev::nev_set_clock(moving_clock);  // the constructor's two readings differ
+  platform.clock = moving_clock;  // the constructor's two readings differ
   kov::Kov_monitor moved;
   EXPECT_TRUE(moved.working());
   EXPECT_FALSE(moved.working());
@@ -109,11 +109,11 @@ TEST_F(MonitorTest, FailuresLeaveTheMutexFreeAndTheWatchUnchanged) {
   clock_fails = false;
 
   // working() lets no exception out and counts a failed check as working.
-  nev::nev_set_local_zone(failing_zone);
+  platform.zone = failing_zone;
   EXPECT_TRUE(completes_elsewhere([&] { answer = monitor.working(); }));
   EXPECT_TRUE(answer);  // the check failed before its comparison
   EXPECT_TRUE(completes_elsewhere([&] { monitor.tick(); }));
-  nev::nev_set_local_zone(nullptr);
+  platform.zone = nullptr;
   clock_now += 1;
   monitor.tick();
   EXPECT_TRUE(monitor.working());

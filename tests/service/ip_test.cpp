@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "test_platform.h"
 #include "kov/codes.h"
 #include "kov/ip.h"
 #include "nev/strings.h"
@@ -57,10 +58,13 @@ class FakeSocketsTest : public ::testing::Test {
  protected:
   void SetUp() override {
     fake = Fake{};
-    const nev::Nev_socket_hooks hooks{fake_startup, fake_last_error, fake_gethostname, fake_gethostbyname};
-    nev::nev_set_socket_hooks(&hooks);
+    platform.startup = fake_startup;
+    platform.last_error = fake_last_error;
+    platform.host_name = fake_gethostname;
+    platform.host_by_name = fake_gethostbyname;
   }
-  void TearDown() override { nev::nev_set_socket_hooks(nullptr); }
+
+  Test_platform platform;
 
   struct Lookup { Texts addresses; std::u16string name; nev::Nev_status address_status, name_status; };
 

@@ -2,7 +2,7 @@
 #include <atomic>
 #include <ctime>
 
-#include "nev/platform.h"
+#include "nev/posix/posix_platform.h"
 
 namespace nev::platform {
 
@@ -32,19 +32,19 @@ bool offset_at(time_t instant, std::int64_t& offset) {
 
 }  // namespace
 
-std::int64_t clock_microseconds() {
+std::int64_t Posix_platform::clock_microseconds() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   return static_cast<std::int64_t>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1000;
 }
 
-std::int64_t local_offset_at_utc(std::int64_t utc_seconds) {
+std::int64_t Posix_platform::local_offset_at_utc(std::int64_t utc_seconds) {
   refresh_zone_rules();
   std::int64_t offset = 0;
   return offset_at(static_cast<time_t>(utc_seconds), offset) ? offset : 0;
 }
 
-std::int64_t local_offset_at_local(std::int64_t local_seconds) {
+std::int64_t Posix_platform::local_offset_at_local(std::int64_t local_seconds) {
   // The offset in force at the reading, found from the UTC side: take the
   // offset at the reading as if it were UTC, then the offset at the instant
   // that this guess gives. Both agree except near a change of offset, where

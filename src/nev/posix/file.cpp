@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "nev/platform.h"
+#include "nev/posix/posix_platform.h"
 #include "nev/posix/error_text.h"
 #include "nev/strings.h"
 
@@ -39,7 +39,7 @@ int descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
 
 }  // namespace
 
-File_result file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
+File_result Posix_platform::file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
                       Nev_file_sharing /*sharing: not enforced by POSIX*/, const void* security,
                       std::intptr_t& handle) {
   const std::string native = nev_to_utf8(path);
@@ -62,7 +62,7 @@ File_result file_open(const std::u16string& path, Nev_file_open open, Nev_file_a
   return {};
 }
 
-File_result file_write(std::intptr_t handle, const void* data, std::uint32_t bytes, std::uint32_t& written) {
+File_result Posix_platform::file_write(std::intptr_t handle, const void* data, std::uint32_t bytes, std::uint32_t& written) {
   written = 0;
   const auto* next = static_cast<const char*>(data);
   while (written < bytes) {
@@ -96,13 +96,13 @@ File_result read_fully(void* data, std::uint32_t bytes, std::uint32_t& read, Rea
   return {};
 }
 
-File_result file_read(std::intptr_t handle, void* data, std::uint32_t bytes, std::uint32_t& read) {
+File_result Posix_platform::file_read(std::intptr_t handle, void* data, std::uint32_t bytes, std::uint32_t& read) {
   return read_fully(data, bytes, read, [handle](char* destination, std::uint32_t wanted, std::uint32_t) {
     return ::read(descriptor(handle), destination, wanted);
   });
 }
 
-File_result file_read_at(std::intptr_t handle, std::uint64_t offset, void* data, std::uint32_t bytes,
+File_result Posix_platform::file_read_at(std::intptr_t handle, std::uint64_t offset, void* data, std::uint32_t bytes,
                          std::uint32_t& read) {
   // An offset beyond what off_t can name lies behind the end of any file.
   if (offset > static_cast<std::uint64_t>(INT64_MAX)) {
@@ -115,15 +115,15 @@ File_result file_read_at(std::intptr_t handle, std::uint64_t offset, void* data,
   return read_fully(data, bytes, read, read_some);
 }
 
-File_result file_size(std::intptr_t handle, std::uint64_t& size) {
+File_result Posix_platform::file_size(std::intptr_t handle, std::uint64_t& size) {
   struct stat information{};
   if (::fstat(descriptor(handle), &information) != 0) return failure(errno);
   size = static_cast<std::uint64_t>(information.st_size);
   return {};
 }
 
-void file_close(std::intptr_t handle) noexcept { ::close(descriptor(handle)); }
+void Posix_platform::file_close(std::intptr_t handle) noexcept { ::close(descriptor(handle)); }
 
-char16_t path_separator() noexcept { return u'/'; }
+char16_t Posix_platform::path_separator() noexcept { return u'/'; }
 
 }  // namespace nev::platform

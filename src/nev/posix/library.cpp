@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <string>
 
-#include "nev/platform.h"
+#include "nev/posix/posix_platform.h"
 #include "nev/posix/error_text.h"
 #include "nev/strings.h"
 
@@ -20,7 +20,7 @@ std::u16string linker_error() {
 
 }  // namespace
 
-void* library_load(const std::u16string& path, std::u16string& reason) {
+void* Posix_platform::library_load(const std::u16string& path, std::u16string& reason) {
   const std::string native = nev_to_utf8(path);
   // dlopen takes an empty name for the main program, and a NUL would cut the
   // name short; neither names a library file.
@@ -34,7 +34,7 @@ void* library_load(const std::u16string& path, std::u16string& reason) {
   return library;
 }
 
-void* library_symbol(void* library, const std::string& name, std::u16string& reason) {
+void* Posix_platform::library_symbol(void* library, const std::string& name, std::u16string& reason) {
   dlerror();
   void* address = dlsym(library, name.c_str());
   // A symbol whose value is null is no entry point either.
@@ -42,7 +42,7 @@ void* library_symbol(void* library, const std::string& name, std::u16string& rea
   return address;
 }
 
-bool library_unload(void* library, std::u16string& reason) {
+bool Posix_platform::library_unload(void* library, std::u16string& reason) {
   dlerror();
   if (dlclose(library) == 0) return true;
   reason = linker_error();

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <vector>
 
-#include "nev/platform.h"
+#include "nev/posix/posix_platform.h"
 
 namespace nev::platform {
 
@@ -27,11 +27,11 @@ int fail(int error) {
 
 }  // namespace
 
-int socket_startup(std::uint16_t /*version*/) { return 0; }
+int Posix_platform::socket_startup(std::uint16_t /*version*/) { return 0; }
 
-int socket_last_error() { return t_last_error; }
+int Posix_platform::socket_last_error() { return t_last_error; }
 
-int socket_gethostname(char* buffer, int length) {
+int Posix_platform::socket_gethostname(char* buffer, int length) {
   if (buffer == nullptr || length <= 0) return fail(EFAULT);
   // Linux names have at most 64 bytes; this buffer is wide enough for any
   // platform, so only the caller's buffer can be too small.
@@ -43,7 +43,7 @@ int socket_gethostname(char* buffer, int length) {
   return 0;
 }
 
-bool socket_gethostbyname(const char* name, Nev_host_entry& entry) {
+bool Posix_platform::socket_gethostbyname(const char* name, Nev_host_entry& entry) {
   entry = Nev_host_entry{};
   if (name == nullptr) {
     fail(HOST_NOT_FOUND);
@@ -76,7 +76,7 @@ bool socket_gethostbyname(const char* name, Nev_host_entry& entry) {
   return true;
 }
 
-std::uint32_t socket_inet_addr(const char* text) {
+std::uint32_t Posix_platform::socket_inet_addr(const char* text) {
   if (text == nullptr) return INADDR_NONE;
   return static_cast<std::uint32_t>(::inet_addr(text));
 }

@@ -10,7 +10,7 @@
 #include <ctime>
 #include <string>
 
-#include "nev/platform.h"
+#include "nev/posix/posix_platform.h"
 #include "nev/strings.h"
 
 namespace nev::platform {
@@ -97,14 +97,14 @@ std::size_t write_all(int fd, const std::string& bytes) {
 
 }  // namespace
 
-bool environment_variable(const std::u16string& name, std::u16string& value) {
+bool Posix_platform::environment_variable(const std::u16string& name, std::u16string& value) {
   const char* text = std::getenv(nev_to_utf8(name).c_str());
   if (text == nullptr) return false;
   value = nev_from_utf8(text);
   return true;
 }
 
-bool set_environment_variable(const std::u16string& name, const std::u16string& value) {
+bool Posix_platform::set_environment_variable(const std::u16string& name, const std::u16string& value) {
   return ::setenv(nev_to_utf8(name).c_str(), nev_to_utf8(value).c_str(), 1) == 0;
 }
 
@@ -120,7 +120,7 @@ void forget_thread_id() noexcept { cached_thread_id = 0; }
 
 }  // namespace
 
-std::uint32_t thread_id() noexcept {
+std::uint32_t Posix_platform::thread_id() noexcept {
   if (cached_thread_id == 0) {
     static const int registered = pthread_atfork(nullptr, nullptr, forget_thread_id);
     static_cast<void>(registered);
@@ -129,13 +129,13 @@ std::uint32_t thread_id() noexcept {
   return cached_thread_id;
 }
 
-bool console_alloc() noexcept { return true; }
+bool Posix_platform::console_alloc() noexcept { return true; }
 
-Nev_console console_std_output() noexcept {
+Nev_console Posix_platform::console_std_output() noexcept {
   return reinterpret_cast<Nev_console>(static_cast<std::intptr_t>(STDOUT_FILENO));
 }
 
-bool console_write(Nev_console console, const char16_t* text, std::uint32_t count,
+bool Posix_platform::console_write(Nev_console console, const char16_t* text, std::uint32_t count,
                    std::uint32_t& written) noexcept {
   written = 0;
   try {
@@ -148,6 +148,15 @@ bool console_write(Nev_console console, const char16_t* text, std::uint32_t coun
   }
 }
 
-bool console_free() noexcept { return true; }
+bool Posix_platform::console_free() noexcept { return true; }
+
+}  // namespace nev::platform
+
+namespace nev::platform {
+
+Platform& default_platform() noexcept {
+  static auto* platform = new Posix_platform;  // used until the process's last moment
+  return *platform;
+}
 
 }  // namespace nev::platform

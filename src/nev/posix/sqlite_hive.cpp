@@ -1,12 +1,11 @@
-// The SQLite side of a hive: connection, schema, statements, transactions
-// and the read cache. See registry_hive.h for the layout of the file.
-#include "nev/posix/registry_hive.h"
+// The SQLite hive: connection, schema, transactions and the read cache. See
+// sqlite_hive.h for the layout of the file.
+#include "nev/posix/sqlite_hive.h"
 
 #include <pthread.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -15,6 +14,7 @@
 #include <thread>
 
 #include "nev/codes.h"
+#include "nev/posix/sqlite_statement.h"
 #include "nev/registry_names.h"
 #include "nev/strings.h"
 
@@ -31,37 +31,11 @@ constexpr int BUSY_ATTEMPTS = 12;
 // Above this many cached keys the cache starts afresh.
 constexpr std::size_t CACHE_LIMIT = 4096;
 
-// A failure of SQLite or of the file system, raised inside a transaction and
-// turned into a status where the transaction ends.
-struct Hive_error {
-  int code;
-  std::string reason;
-};
-
-bool is_busy(int code) {
-  const int primary = code & 0xFF;
-  return primary == SQLITE_BUSY || primary == SQLITE_LOCKED;
-}
-
-[[noreturn]] void fail(sqlite3* db, int code) {
-  throw Hive_error{code, db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code)};
-}
-
 // Bumped in every child after fork(): a connection opened in an earlier
 // generation belongs to the parent and must not be used.
 std::atomic<unsigned> fork_generation{0};
 
-// Names as bytes: UTF-16LE as stored, and the folded form big-endian so that
-// byte order is unit order.
-std::string little_endian_bytes(const std::u16string& text) {
-  std::string bytes(text.size() * 2, '\0');
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    bytes[2 * i] = static_cast<char>(text[i] & 0xFF);
-    bytes[2 * i + 1] = static_cast<char>(text[i] >> 8);
-  }
-  return bytes;
-}
-
+// Folded names as bytes, big-endian so that byte order is unit order.
 std::string folded_bytes(const std::u16string& name) {
   std::string bytes(name.size() * 2, '\0');
   for (std::size_t i = 0; i < name.size(); ++i) {
@@ -70,15 +44,6 @@ std::string folded_bytes(const std::u16string& name) {
     bytes[2 * i + 1] = static_cast<char>(unit & 0xFF);
   }
   return bytes;
-}
-
-std::u16string from_little_endian(const void* data, int size) {
-  const auto* bytes = static_cast<const unsigned char*>(data);
-  std::u16string text(static_cast<std::size_t>(size) / 2, u'\0');
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    text[i] = static_cast<char16_t>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
-  }
-  return text;
 }
 
 // The cache key of `path` below `base`: the id as four units, then the
@@ -109,90 +74,6 @@ void make_parent_folders(const std::string& path) {
   }
 }
 
-// One prepared statement, finalised with its owner.
-class Statement {
- public:
-  Statement(sqlite3* db, const char* sql) : m_db(db) {
-    const int code = sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &m_statement, nullptr);
-    if (code != SQLITE_OK) fail(db, code);
-  }
-  ~Statement() { sqlite3_finalize(m_statement); }
-  Statement(const Statement&) = delete;
-  Statement& operator=(const Statement&) = delete;
-
-  sqlite3_stmt* get() const noexcept { return m_statement; }
-  sqlite3* db() const noexcept { return m_db; }
-
- private:
-  sqlite3* m_db;
-  sqlite3_stmt* m_statement = nullptr;
-};
-
-// One use of a statement: bindings, steps, and the reset on every way out.
-class Use {
- public:
-  explicit Use(const Statement& statement) : m_statement(statement.get()), m_db(statement.db()) {}
-  ~Use() {
-    sqlite3_reset(m_statement);
-    sqlite3_clear_bindings(m_statement);
-  }
-  Use(const Use&) = delete;
-  Use& operator=(const Use&) = delete;
-
-  Use& bind(int index, std::int64_t number) {
-    check(sqlite3_bind_int64(m_statement, index, number));
-    return *this;
-  }
-  // Binds bytes; empty data is bound as a zero-length blob, never as NULL.
-  Use& bind(int index, const void* data, std::size_t size) {
-    static const char nothing = 0;
-    check(sqlite3_bind_blob(m_statement, index, size != 0 ? data : &nothing, static_cast<int>(size),
-                            SQLITE_TRANSIENT));
-    return *this;
-  }
-  Use& bind(int index, const std::string& bytes) { return bind(index, bytes.data(), bytes.size()); }
-
-  // True while a row is there.
-  bool step() {
-    const int code = sqlite3_step(m_statement);
-    if (code == SQLITE_ROW) return true;
-    if (code == SQLITE_DONE) return false;
-    fail(m_db, code);
-  }
-  void run() {
-    while (step()) {
-    }
-  }
-
-  std::int64_t integer(int column) const { return sqlite3_column_int64(m_statement, column); }
-  std::u16string text(int column) const {
-    return from_little_endian(sqlite3_column_blob(m_statement, column), sqlite3_column_bytes(m_statement, column));
-  }
-  std::vector<std::uint8_t> bytes(int column) const {
-    const auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(m_statement, column));
-    return data != nullptr ? std::vector<std::uint8_t>(data, data + sqlite3_column_bytes(m_statement, column))
-                           : std::vector<std::uint8_t>();
-  }
-
- private:
-  void check(int code) {
-    if (code != SQLITE_OK) fail(m_db, code);
-  }
-
-  sqlite3_stmt* m_statement;
-  sqlite3* m_db;
-};
-
-void execute(sqlite3* db, const char* sql) {
-  char* message = nullptr;
-  const int code = sqlite3_exec(db, sql, nullptr, nullptr, &message);
-  if (code != SQLITE_OK) {
-    Hive_error error{code, message != nullptr ? message : sqlite3_errstr(code)};
-    sqlite3_free(message);
-    throw error;
-  }
-}
-
 const char* const SCHEMA =
     "CREATE TABLE IF NOT EXISTS reg_key("
     "  id INTEGER PRIMARY KEY,"
@@ -219,7 +100,7 @@ const char* const SCHEMA =
 // the process ends, so a handle may hold a plain reference to one.
 struct Hive_table {
   std::mutex mutex;
-  std::map<std::string, std::shared_ptr<Hive>> hives;
+  std::map<std::string, std::shared_ptr<Sqlite_hive>> hives;
 
   // Closes every connection at process end so that SQLite folds the WAL
   // back into the hive file.
@@ -263,7 +144,7 @@ void after_fork_in_child() {
 
 // ---- statements --------------------------------------------------------------
 
-struct Hive::Statements {
+struct Sqlite_hive::Statements {
   explicit Statements(sqlite3* db)
       : begin(db, "BEGIN"),
         begin_immediate(db, "BEGIN IMMEDIATE"),
@@ -287,50 +168,43 @@ struct Hive::Statements {
   Statement delete_tree_values, delete_tree_keys;
 };
 
-// ---- Value_list ------------------------------------------------------------------
-
-const Nev_reg_value* Value_list::find(const std::u16string& fold) const {
-  const auto found = by_fold.find(fold);
-  return found != by_fold.end() ? &values[found->second] : nullptr;
-}
-
 // ---- Hive: life cycle --------------------------------------------------------------
 
-Hive::Hive(std::string path) : m_path(std::move(path)) {}
+Sqlite_hive::Sqlite_hive(std::string path) : m_path(std::move(path)) {}
 
-Hive::~Hive() { close(); }
+Sqlite_hive::~Sqlite_hive() { close(); }
 
-std::shared_ptr<Hive> Hive::at(const std::string& path) {
+std::shared_ptr<Sqlite_hive> Sqlite_hive::at(const std::string& path) {
   static std::once_flag fork_handlers;
   std::call_once(fork_handlers, [] { pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child); });
   Hive_table& table = hive_table();
   std::lock_guard<std::mutex> lock(table.mutex);
-  std::shared_ptr<Hive>& hive = table.hives[path];
-  if (!hive) hive = std::make_shared<Hive>(path);
+  std::shared_ptr<Sqlite_hive>& hive = table.hives[path];
+  if (!hive) hive = std::make_shared<Sqlite_hive>(path);
   return hive;
 }
 
-void Hive::close() {
+void Sqlite_hive::close() {
   std::lock_guard<std::mutex> lock(m_mutex);
   drop_cache();
   m_statements.reset();
-  m_wal_header = nullptr;
+  m_wal.forget();
   if (m_db != nullptr) sqlite3_close_v2(m_db);
   m_db = nullptr;
   m_in_transaction = false;
 }
 
-void Hive::forget_connection() noexcept {
+void Sqlite_hive::forget_connection() noexcept {
   // The parent's connection and statements are left as they are: closing them
   // here could disturb the parent's locks on the file.
   (void)m_statements.release();
-  m_wal_header = nullptr;
+  m_wal.forget();
   m_db = nullptr;
   m_in_transaction = false;
   drop_cache();
 }
 
-bool Hive::open(bool create) {
+bool Sqlite_hive::open(bool create) {
   if (m_db != nullptr && m_generation == fork_generation.load()) return true;
   if (m_db != nullptr) forget_connection();
   if (!create) {
@@ -350,10 +224,7 @@ bool Hive::open(bool create) {
   m_db = db;
   m_generation = fork_generation.load();
   m_data_version = -1;
-  m_wal_header = nullptr;
-  m_header_known = false;
-  m_mode_checked = false;
-  m_wal_mode = false;
+  m_wal.forget();
   sqlite3_busy_timeout(db, BUSY_TIMEOUT_MS);
   try {
     execute(db, "PRAGMA journal_mode = WAL");
@@ -371,7 +242,7 @@ bool Hive::open(bool create) {
   return m_db != nullptr;
 }
 
-void Hive::prepare_schema(bool create) {
+void Sqlite_hive::prepare_schema(bool create) {
   int format = 0;
   {
     Statement version(m_db, "PRAGMA user_version");
@@ -396,7 +267,7 @@ void Hive::prepare_schema(bool create) {
       for (int index = 0; index < REG_ROOT_COUNT; ++index) {
         Use use(insert);
         use.bind(1, root_key_id(index))
-            .bind(2, little_endian_bytes(reg_root_name(index)))
+            .bind(2, nev_to_utf16le(reg_root_name(index), false))
             .bind(3, folded_bytes(reg_root_name(index)))
             .run();
       }
@@ -412,18 +283,18 @@ void Hive::prepare_schema(bool create) {
 
 // ---- Hive: transactions ---------------------------------------------------------------
 
-bool Hive::read(Hive_body body, Nev_status& status) { return run(false, body, status); }
+bool Sqlite_hive::read(Hive_body body, Nev_status& status) { return run(false, body, status); }
 
-bool Hive::write(Hive_body body, Nev_status& status) { return run(true, body, status); }
+bool Sqlite_hive::write(Hive_body body, Nev_status& status) { return run(true, body, status); }
 
-bool Hive::run(bool writing, Hive_body body, Nev_status& status) {
+bool Sqlite_hive::run(bool writing, Hive_body body, Nev_status& status) {
   std::lock_guard<std::mutex> lock(m_mutex);
   for (int attempt = 1;; ++attempt) {
     try {
       run_once(writing, body, status);
       return true;
     } catch (const Hive_error& error) {
-      end_transaction(false);
+      roll_back();
       drop_cache();
       if (is_busy(error.code) && attempt < BUSY_ATTEMPTS) {
         status.clear();
@@ -434,14 +305,14 @@ bool Hive::run(bool writing, Hive_body body, Nev_status& status) {
                     Nev_wstring_status_arg(nev_from_utf8(error.reason)));
       return false;
     } catch (...) {
-      end_transaction(false);
+      roll_back();
       drop_cache();
       throw;
     }
   }
 }
 
-void Hive::run_once(bool writing, Hive_body body, Nev_status& status) {
+void Sqlite_hive::run_once(bool writing, Hive_body body, Nev_status& status) {
   m_writing = writing;
   if (!open(writing)) {
     body();  // no hive file yet: everything reads as missing
@@ -459,91 +330,42 @@ void Hive::run_once(bool writing, Hive_body body, Nev_status& status) {
       Use(m_statements->commit).run();
       m_in_transaction = false;
     } else {
-      end_transaction(false);
+      roll_back();
     }
   }
   // This connection's own commits do not move data_version.
   if (writing) drop_cache();
 }
 
-void Hive::begin_read_if_needed() {
+void Sqlite_hive::begin_read_if_needed() {
   if (m_in_transaction) return;
   Use(m_statements->begin).run();
   m_in_transaction = true;
 }
 
-void Hive::end_transaction(bool commit) noexcept {
+void Sqlite_hive::roll_back() noexcept {
   if (!m_in_transaction || m_db == nullptr) return;
   m_in_transaction = false;
-  sqlite3_exec(m_db, commit ? "COMMIT" : "ROLLBACK", nullptr, nullptr, nullptr);
+  sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
 }
 
 // ---- Hive: cache --------------------------------------------------------------------
 
-void Hive::validate_cache() {
-  if (!m_writing && header_unchanged()) return;
+void Sqlite_hive::validate_cache() {
+  if (!m_writing && m_wal.unchanged()) return;
   // The header is taken before data_version: a commit between the two shows
   // as a changed header next time, which only costs one more check.
-  remember_header();
+  m_wal.remember();
   Use use(m_statements->data_version);
   const std::int64_t version = use.step() ? use.integer(0) : -1;
   if (version != m_data_version || m_key_cache.size() + m_value_cache.size() > CACHE_LIMIT) {
     drop_cache();
     m_data_version = version;
   }
-  map_wal_header();
+  m_wal.map(m_db);
 }
 
-// The WAL index is the shared memory through which SQLite's connections learn
-// of each other's commits. It begins with a 48-byte header, written twice:
-// a writer stores the second copy, then the first; a reader that finds both
-// copies equal has read a consistent header. Every commit changes it (the
-// last frame, its checksum, or the salts when the WAL restarts), so an
-// unchanged header proves that nobody committed since it was last seen, and
-// the cache may answer without a transaction, that is without the file locks
-// that cost most of a read.
-constexpr std::size_t WAL_HEADER_WORDS = 12;
-
-bool Hive::read_header(std::array<std::uint32_t, 12>& header) const {
-  if (m_wal_header == nullptr) return false;
-  std::array<std::uint32_t, WAL_HEADER_WORDS> second{};
-  for (std::size_t i = 0; i < WAL_HEADER_WORDS; ++i) header[i] = m_wal_header[i];
-  std::atomic_thread_fence(std::memory_order_seq_cst);
-  for (std::size_t i = 0; i < WAL_HEADER_WORDS; ++i) second[i] = m_wal_header[WAL_HEADER_WORDS + i];
-  return header == second;
-}
-
-bool Hive::header_unchanged() const {
-  std::array<std::uint32_t, WAL_HEADER_WORDS> header{};
-  return m_header_known && read_header(header) && header == m_seen_header;
-}
-
-void Hive::remember_header() { m_header_known = read_header(m_seen_header); }
-
-void Hive::map_wal_header() {
-  if (m_wal_header != nullptr) return;
-  if (!m_mode_checked) {
-    m_mode_checked = true;
-    Statement journal(m_db, "PRAGMA journal_mode");
-    Use use(journal);
-    const auto* mode = use.step() ? sqlite3_column_text(journal.get(), 0) : nullptr;
-    m_wal_mode = mode != nullptr && std::strcmp(reinterpret_cast<const char*>(mode), "wal") == 0;
-  }
-  sqlite3_file* file = nullptr;
-  if (!m_wal_mode || sqlite3_file_control(m_db, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
-      file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2 ||
-      file->pMethods->xShmMap == nullptr) {
-    return;
-  }
-  // Not extending: until a read has set the index up there is nothing to
-  // map, and the next check tries again.
-  void volatile* region = nullptr;
-  if (file->pMethods->xShmMap(file, 0, 32768, 0, &region) == SQLITE_OK && region != nullptr) {
-    m_wal_header = static_cast<const volatile std::uint32_t*>(region);
-  }
-}
-
-void Hive::drop_cache() noexcept {
+void Sqlite_hive::drop_cache() noexcept {
   m_key_cache.clear();
   m_value_cache.clear();
   m_subkey_cache.clear();
@@ -551,14 +373,14 @@ void Hive::drop_cache() noexcept {
 
 // ---- Hive: reading ---------------------------------------------------------------------
 
-Key_id Hive::find_child(Key_id parent, const std::u16string& name) {
+Key_id Sqlite_hive::find_child(Key_id parent, const std::u16string& name) {
   begin_read_if_needed();
   Use use(m_statements->find_child);
   use.bind(1, parent).bind(2, folded_bytes(name));
   return use.step() ? use.integer(0) : NO_KEY;
 }
 
-Key_id Hive::find_key(Key_id base, const std::u16string& path) {
+Key_id Sqlite_hive::find_key(Key_id base, const std::u16string& path) {
   if (path.find_first_not_of(u'\\') == std::u16string::npos) return base;
   if (m_db == nullptr) return NO_KEY;
   const bool caching = !m_writing;
@@ -577,7 +399,7 @@ Key_id Hive::find_key(Key_id base, const std::u16string& path) {
   return id;
 }
 
-const Value_list& Hive::values(Key_id key) {
+const Value_list& Sqlite_hive::values(Key_id key) {
   static const Value_list none;
   if (m_db == nullptr || key == NO_KEY) return none;
   if (!m_writing) {
@@ -602,7 +424,7 @@ const Value_list& Hive::values(Key_id key) {
   return m_value_cache[key] = std::move(list);
 }
 
-const std::vector<std::u16string>& Hive::subkeys(Key_id key) {
+const std::vector<std::u16string>& Sqlite_hive::subkeys(Key_id key) {
   static const std::vector<std::u16string> none;
   if (m_db == nullptr || key == NO_KEY) return none;
   if (!m_writing) {
@@ -622,7 +444,7 @@ const std::vector<std::u16string>& Hive::subkeys(Key_id key) {
 
 // ---- Hive: writing ------------------------------------------------------------------------
 
-Key_id Hive::create_key(Key_id base, const std::u16string& path) {
+Key_id Sqlite_hive::create_key(Key_id base, const std::u16string& path) {
   Key_id id = base;
   for (const std::u16string& name : reg_split_path(path)) {
     const Key_id child = find_child(id, name);
@@ -631,29 +453,29 @@ Key_id Hive::create_key(Key_id base, const std::u16string& path) {
       continue;
     }
     Use use(m_statements->insert_key);
-    use.bind(1, id).bind(2, little_endian_bytes(name)).bind(3, folded_bytes(name)).run();
+    use.bind(1, id).bind(2, nev_to_utf16le(name, false)).bind(3, folded_bytes(name)).run();
     id = sqlite3_last_insert_rowid(m_db);
   }
   return id;
 }
 
-void Hive::put_value(Key_id key, const Nev_reg_value& value) {
+void Sqlite_hive::put_value(Key_id key, const Nev_reg_value& value) {
   Use use(m_statements->put_value);
   use.bind(1, key)
       .bind(2, folded_bytes(value.name))
-      .bind(3, little_endian_bytes(value.name))
+      .bind(3, nev_to_utf16le(value.name, false))
       .bind(4, static_cast<std::int64_t>(value.type))
       .bind(5, value.data.data(), value.data.size())
       .run();
 }
 
-bool Hive::remove_value(Key_id key, const std::u16string& name) {
+bool Sqlite_hive::remove_value(Key_id key, const std::u16string& name) {
   Use use(m_statements->delete_value);
   use.bind(1, key).bind(2, folded_bytes(name)).run();
   return sqlite3_changes(m_db) > 0;
 }
 
-void Hive::remove_tree(Key_id key) {
+void Sqlite_hive::remove_tree(Key_id key) {
   Use(m_statements->delete_tree_values).bind(1, key).run();
   Use(m_statements->delete_tree_keys).bind(1, key).run();
 }

@@ -1,0 +1,97 @@
+// A hive: the keys and values of one machine's registry, in a store of the
+// foundation's own. Two kinds exist: a SQLite database file (sqlite_hive.h)
+// and a prefix of an etcd cluster; both keep the registry's semantics, which
+// the operations of registry_posix.cpp build on:
+// - keys are found by path below a base key; key and value names are
+//   case-insensitive and case-preserving;
+// - subkeys list in case-insensitive name order, values in creation order;
+// - everything done inside one `write` is one transaction, committed only
+//   when the body's status is still good.
+//
+// Keys are named by ids that the hive gives out; an id names one key for as
+// long as the key lives.
+//
+// The operations between "inside read or write" may be used only inside the
+// body of `read` or `write` of the same hive. A hive object is shared by every
+// thread of the process; `read` and `write` serialise the bodies.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <unordered_map>
+#include <vector>
+
+#include "nev/registry.h"
+#include "nev/status.h"
+
+namespace nev::detail {
+
+using Key_id = std::int64_t;
+// The id no key has: "not found".
+constexpr Key_id NO_KEY = 0;
+
+// The id of the predefined root `index` (0 to 4) in every hive.
+constexpr Key_id root_key_id(int index) { return index + 1; }
+
+// The values of one key in creation order, with an index by folded name.
+struct Value_list {
+  std::vector<Nev_reg_value> values;
+  std::unordered_map<std::u16string, std::size_t> by_fold;
+
+  // The value whose folded name is `fold`; null when there is none.
+  const Nev_reg_value* find(const std::u16string& fold) const;
+};
+
+// A reference to a callable, cheap to pass: the body of a transaction.
+class Hive_body {
+ public:
+  template <class F>
+    requires(!std::is_same_v<std::remove_cv_t<F>, Hive_body>)
+  Hive_body(F& body) : m_object(&body), m_call([](void* object) { (*static_cast<F*>(object))(); }) {}
+  void operator()() const { m_call(m_object); }
+
+ private:
+  void* m_object;
+  void (*m_call)(void*);
+};
+
+class Hive {
+ public:
+  virtual ~Hive();
+
+  // Where the hive lies, as its location names it (for messages).
+  virtual const std::string& location() const noexcept = 0;
+
+  // Runs `body` for reading: the operations below that read may be used in
+  // it. A hive that does not exist yet reads as empty. False, with
+  // NEV_E_REG_HIVE in `status`, when the hive failed; `body` reports its own
+  // failures in `status` and may be run more than once.
+  virtual bool read(Hive_body body, Nev_status& status) = 0;
+  // The same for writing: the hive is created when missing, and everything
+  // `body` does is one transaction, committed when `status` is still good
+  // afterwards and rolled back otherwise.
+  virtual bool write(Hive_body body, Nev_status& status) = 0;
+
+  // ---- inside read or write ------------------------------------------------
+  // The key at `path` below the key `base`; NO_KEY when it does not exist.
+  virtual Key_id find_key(Key_id base, const std::u16string& path) = 0;
+  // The values of `key`, in creation order.
+  virtual const Value_list& values(Key_id key) = 0;
+  // The names of the subkeys of `key`, in case-insensitive order.
+  virtual const std::vector<std::u16string>& subkeys(Key_id key) = 0;
+
+  // ---- inside write --------------------------------------------------------
+  // The key at `path` below `base`, created with every missing key on its way.
+  virtual Key_id create_key(Key_id base, const std::u16string& path) = 0;
+  // Writes `value` in `key`; an existing value of that name keeps its place
+  // and its name's spelling.
+  virtual void put_value(Key_id key, const Nev_reg_value& value) = 0;
+  // Deletes the value of `key` named `name` (any case); false when none.
+  virtual bool remove_value(Key_id key, const std::u16string& name) = 0;
+  // Deletes `key` with all its subkeys and values.
+  virtual void remove_tree(Key_id key) = 0;
+};
+
+}  // namespace nev::detail

@@ -1,0 +1,102 @@
+// The SQLite hive: one database file holding the keys and values of one
+// machine's registry.
+//
+// Layout of the file:
+//   reg_key(id, parent, name, fold)   one row per key; the five predefined
+//       roots are the rows 1 to 5 with parent 0. `name` is the key name as
+//       given (UTF-16LE), `fold` the name upper-cased by nev_to_upper and
+//       stored big-endian, so that the byte order of `fold` is the
+//       case-insensitive order of names: (parent, fold) is unique and
+//       ORDER BY fold lists subkeys in that order.
+//   reg_value(key, fold, seq, name, type, data)   one row per value; `seq`
+//       grows with each new value of a key and gives the creation order,
+//       `data` the raw bytes (strings as UTF-16LE with their NUL).
+//
+// A process keeps one connection per hive file, opened on first use and kept
+// open; a mutex serialises its use between threads, and a process forked
+// from one that used it opens a connection of its own. Statements are
+// prepared once. The file is in WAL mode with a busy timeout, so readers and
+// writers of several processes proceed together; a transaction that still
+// meets a busy hive is retried whole. Each read runs in at most one
+// transaction, each write in exactly one.
+//
+// Reads are served from a cache of key ids, value lists and subkey lists. It
+// is dropped whenever `PRAGMA data_version` shows a commit by another
+// connection and after every write of this one, so it never answers with
+// data older than the last commit seen. That check is skipped while the WAL
+// index header in shared memory is unchanged since the last one (see
+// wal_header.h), so a warm read takes no lock at all.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "nev/posix/hive.h"
+#include "nev/posix/wal_header.h"
+
+struct sqlite3;
+
+namespace nev::detail {
+
+class Sqlite_hive final : public Hive {
+ public:
+  // A hive kept in the file at `path` (UTF-8); nothing is opened yet.
+  explicit Sqlite_hive(std::string path);
+  ~Sqlite_hive() override;
+  Sqlite_hive(const Sqlite_hive&) = delete;
+  Sqlite_hive& operator=(const Sqlite_hive&) = delete;
+
+  // The process's hive object for the file at `path`.
+  static std::shared_ptr<Sqlite_hive> at(const std::string& path);
+
+  const std::string& location() const noexcept override { return m_path; }
+  bool read(Hive_body body, Nev_status& status) override;
+  bool write(Hive_body body, Nev_status& status) override;
+  Key_id find_key(Key_id base, const std::u16string& path) override;
+  const Value_list& values(Key_id key) override;
+  const std::vector<std::u16string>& subkeys(Key_id key) override;
+  Key_id create_key(Key_id base, const std::u16string& path) override;
+  void put_value(Key_id key, const Nev_reg_value& value) override;
+  bool remove_value(Key_id key, const std::u16string& name) override;
+  void remove_tree(Key_id key) override;
+
+  // Closes the connection (at process end); the next use opens it again.
+  void close();
+
+  // Called in the child after fork(): forgets the parent's connection.
+  void forget_connection() noexcept;
+  std::mutex& mutex() noexcept { return m_mutex; }
+
+ private:
+  struct Statements;
+
+  bool run(bool writing, Hive_body body, Nev_status& status);
+  void run_once(bool writing, Hive_body body, Nev_status& status);
+  bool open(bool create);
+  void prepare_schema(bool create);
+  void validate_cache();
+  void drop_cache() noexcept;
+  void begin_read_if_needed();
+  void roll_back() noexcept;
+  Key_id find_child(Key_id parent, const std::u16string& fold);
+
+  std::string m_path;
+  std::mutex m_mutex;
+  sqlite3* m_db = nullptr;
+  std::unique_ptr<Statements> m_statements;
+  // The fork generation the connection was opened in.
+  unsigned m_generation = 0;
+  bool m_in_transaction = false;
+  bool m_writing = false;
+
+  std::int64_t m_data_version = -1;
+  Wal_header_watch m_wal;
+  std::unordered_map<std::u16string, Key_id> m_key_cache;
+  std::unordered_map<Key_id, Value_list> m_value_cache;
+  std::unordered_map<Key_id, std::vector<std::u16string>> m_subkey_cache;
+};
+
+}  // namespace nev::detail
