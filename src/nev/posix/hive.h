@@ -77,6 +77,12 @@ class Hive {
   // ---- inside read or write ------------------------------------------------
   // The key at `path` below the key `base`; NO_KEY when it does not exist.
   virtual Key_id find_key(Key_id base, const std::u16string& path) = 0;
+  // The value of `key` named `name` (any case) into `value`; false when
+  // there is none. Reads that one value, not the key's others.
+  virtual bool find_value(Key_id key, const std::u16string& name, Nev_reg_value& value) = 0;
+  // Whether the key `key` still exists (a handle's key may have been
+  // deleted since the handle was made).
+  virtual bool key_exists(Key_id key) = 0;
   // The values of `key`, in creation order.
   virtual const Value_list& values(Key_id key) = 0;
   // The names of the subkeys of `key`, in case-insensitive order.

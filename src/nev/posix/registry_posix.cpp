@@ -74,9 +74,9 @@ template <class Use>
 void read_value(Nev_hkey root, const std::u16string& path, const std::u16string& name, Nev_status& status,
                 Use&& use) {
   with_key(root, path, &name, Access::READ, status, [&](const Target& target, Key_id key) {
-    const Nev_reg_value* value = target.hive->values(key).find(detail::reg_fold(name));
-    if (value == nullptr) return value_not_found(target, path, name, status);
-    use(*value, target);
+    Nev_reg_value value;
+    if (!target.hive->find_value(key, name, value)) return value_not_found(target, path, name, status);
+    use(value, target);
   });
 }
 
@@ -248,7 +248,7 @@ void nev_set_reg_value(Nev_hkey root, const std::u16string& key, const std::u16s
 void nev_get_reg_value(Nev_hkey root, const std::u16string& key, const std::u16string& value_name,
                        Nev_reg_value& value, Nev_status& status) {
   Nev_reg_value found;
-  read_value(root, key, value_name, status, [&](const Nev_reg_value& held, const Target&) { found = held; });
+  read_value(root, key, value_name, status, [&](Nev_reg_value& held, const Target&) { found = std::move(held); });
   if (status.ok()) value = std::move(found);
 }
 

@@ -155,6 +155,8 @@ struct Sqlite_hive::Statements {
         children(db, "SELECT name FROM reg_key WHERE parent = ?1 ORDER BY fold"),
         insert_key(db, "INSERT INTO reg_key(parent, name, fold) VALUES (?1, ?2, ?3)"),
         values(db, "SELECT name, type, data FROM reg_value WHERE key = ?1 ORDER BY seq"),
+        one_value(db, "SELECT name, type, data FROM reg_value WHERE key = ?1 AND fold = ?2"),
+        key_exists(db, "SELECT 1 FROM reg_key WHERE id = ?1"),
         put_value(db,
                   "INSERT INTO reg_value(key, fold, seq, name, type, data) VALUES (?1, ?2, "
                   "(SELECT ifnull(max(seq), 0) + 1 FROM reg_value WHERE key = ?1), ?3, ?4, ?5) "
@@ -164,7 +166,7 @@ struct Sqlite_hive::Statements {
         delete_tree_keys(db, NEV_SUBTREE "DELETE FROM reg_key WHERE id IN subtree") {}
 
   Statement begin, begin_immediate, commit, rollback, data_version;
-  Statement find_child, children, insert_key, values, put_value, delete_value;
+  Statement find_child, children, insert_key, values, one_value, key_exists, put_value, delete_value;
   Statement delete_tree_values, delete_tree_keys;
 };
 
@@ -397,6 +399,34 @@ Key_id Sqlite_hive::find_key(Key_id base, const std::u16string& path) {
   }
   if (caching) m_key_cache.emplace(std::move(key), id);
   return id;
+}
+
+bool Sqlite_hive::find_value(Key_id key, const std::u16string& name, Nev_reg_value& value) {
+  if (m_db == nullptr || key == NO_KEY) return false;
+  if (!m_writing) {
+    const auto cached = m_value_cache.find(key);
+    if (cached != m_value_cache.end()) {
+      const Nev_reg_value* found = cached->second.find(reg_fold(name));
+      if (found != nullptr) value = *found;
+      return found != nullptr;
+    }
+  }
+  begin_read_if_needed();
+  Use use(m_statements->one_value);
+  use.bind(1, key).bind(2, folded_bytes(name));
+  if (!use.step()) return false;
+  value.name = use.text(0);
+  value.type = static_cast<std::uint32_t>(use.integer(1));
+  value.data = use.bytes(2);
+  return true;
+}
+
+bool Sqlite_hive::key_exists(Key_id key) {
+  if (m_db == nullptr || key == NO_KEY) return false;
+  begin_read_if_needed();
+  Use use(m_statements->key_exists);
+  use.bind(1, key);
+  return use.step();
 }
 
 const Value_list& Sqlite_hive::values(Key_id key) {

@@ -56,6 +56,8 @@ class Sqlite_hive final : public Hive {
   bool read(Hive_body body, Nev_status& status) override;
   bool write(Hive_body body, Nev_status& status) override;
   Key_id find_key(Key_id base, const std::u16string& path) override;
+  bool find_value(Key_id key, const std::u16string& name, Nev_reg_value& value) override;
+  bool key_exists(Key_id key) override;
   const Value_list& values(Key_id key) override;
   const std::vector<std::u16string>& subkeys(Key_id key) override;
   Key_id create_key(Key_id base, const std::u16string& path) override;
