@@ -13,6 +13,20 @@
 // gan_can_unload_now answers true only while none of the library's objects is
 // alive; the host unloads the library only on that word.
 //
+// Threads and the host's lock: the host calls gan_get_factory,
+// Gan_factory::create_instance and gan_can_unload_now with its one plug-in
+// lock held (a recursive lock: the same thread may take it again), so these
+// never run at the same time, whatever thread asks. Inside them a plug-in
+// may create further plug-ins through kov_plugin_create_instance (the lock
+// is taken again by the same thread); it must not wait for another thread
+// that creates plug-ins or tidies, which would wait for this lock.
+// Gan_base::deallocate and every other member of a created object run
+// without the lock, on whatever thread the caller uses, so an object guards
+// its own state and the library counts its live objects atomically. A thread
+// that ends the last object still runs library code until deallocate
+// returns: a program that tidies beside object endings keeps the two apart
+// (see kov/plugin.h).
+//
 // Plug-ins are built with the same compiler as the host: the classes below
 // are called through their virtual tables.
 #pragma once

@@ -9,6 +9,9 @@
 // The stream is read one byte per compared byte through read_at, which names
 // its offset; no position of the stream's own moves, and nothing is buffered,
 // so a mismatch at the first byte costs one read.
+//
+// Threads: the function keeps no state; it may run on several threads at
+// once, over one stream too, within the stream's own contract (nev/stream.h).
 #pragma once
 
 #include <cstdint>

@@ -24,7 +24,6 @@ constexpr std::uint32_t NEV_E_MESSAGE_FILE = 0xC200000F;        // %1 file, %2 r
 constexpr std::uint32_t NEV_E_MESSAGE_LINE = 0xC2000010;        // %1 file, %2 line number, %3 line
 constexpr std::uint32_t NEV_E_INVALID_ARGUMENT = 0xC2000011;    // %1 operation
 constexpr std::uint32_t NEV_E_REG_KEY_CREATE = 0xC2000012;      // %1 key, %2 reason
-constexpr std::uint32_t NEV_E_REG_HAS_SUBKEYS = 0xC2000013;     // %1 key
 constexpr std::uint32_t NEV_E_REG_FILE_LINE = 0xC2000018;       // %1 .reg file, %2 line number, %3 reason
 constexpr std::uint32_t NEV_END_OF_STREAM = 0xC2000019;         // the end of a stream
 

@@ -6,8 +6,6 @@
 //   { std::lock_guard<nev::Nev_critical> hold(lock); ... }
 #pragma once
 
-#include <mutex>
-
 #include "nev/export.h"
 
 namespace nev {
@@ -26,7 +24,10 @@ class NEV_EXPORT Nev_critical {
   void unlock();
 
  private:
-  std::recursive_mutex m_mutex;
+  // The lock itself, kept out of the class so that its layout does not
+  // depend on the standard library's.
+  struct State;
+  State* m_state;
 };
 
 // A lock that may start owned by the thread that makes it.
@@ -44,7 +45,8 @@ class NEV_EXPORT Nev_mutex {
   void unlock();
 
  private:
-  std::recursive_mutex m_mutex;
+  struct State;  // as for Nev_critical
+  State* m_state;
 };
 
 }  // namespace nev

@@ -15,9 +15,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
-#include <memory>
-#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -61,8 +58,11 @@ class NEV_EXPORT Nev_messages_list {
   struct Builtin {};
   explicit Nev_messages_list(Builtin);
 
-  mutable std::shared_mutex m_lock;
-  std::map<std::uint32_t, std::u16string> m_texts;
+  // The texts by code and the lock that guards them (readers share it),
+  // kept out of the class so that its layout does not depend on the
+  // standard library's.
+  struct State;
+  State* m_state;
 };
 
 }  // namespace nev

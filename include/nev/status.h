@@ -36,8 +36,6 @@ class NEV_EXPORT Nev_status_arg {
   virtual ~Nev_status_arg();
   // Replaces `out` with the argument's text for people.
   virtual void to_string(std::u16string& out) const = 0;
-  // A heap copy of this argument, owned by the caller.
-  virtual Nev_status_arg* clone() const = 0;
   // True for the placeholder that fills unused argument places.
   virtual bool is_null() const;
 };
@@ -47,7 +45,6 @@ class NEV_EXPORT Nev_wstring_status_arg final : public Nev_status_arg {
  public:
   explicit Nev_wstring_status_arg(const std::u16string& value);
   void to_string(std::u16string& out) const override;
-  Nev_status_arg* clone() const override;
 
  private:
   std::u16string m_value;
@@ -59,7 +56,6 @@ class NEV_EXPORT Nev_int_status_arg final : public Nev_status_arg {
  public:
   Nev_int_status_arg(int value, bool decimal);
   void to_string(std::u16string& out) const override;
-  Nev_status_arg* clone() const override;
 
  private:
   int m_value;
@@ -71,7 +67,6 @@ class NEV_EXPORT Nev_uint_status_arg final : public Nev_status_arg {
  public:
   Nev_uint_status_arg(unsigned value, bool decimal);
   void to_string(std::u16string& out) const override;
-  Nev_status_arg* clone() const override;
 
  private:
   unsigned m_value;
@@ -83,7 +78,6 @@ class NEV_EXPORT Nev_bool_status_arg final : public Nev_status_arg {
  public:
   explicit Nev_bool_status_arg(bool value);
   void to_string(std::u16string& out) const override;
-  Nev_status_arg* clone() const override;
 
  private:
   bool m_value;
@@ -96,7 +90,6 @@ class NEV_EXPORT Nev_null_status_arg final : public Nev_status_arg {
   static const Nev_null_status_arg NULL_ARGUMENT;
 
   void to_string(std::u16string& out) const override;  // empty text
-  Nev_status_arg* clone() const override;
   bool is_null() const override;
 };
 

@@ -8,6 +8,11 @@
 //
 // Two implementations come with the foundation: Nev_file_istream over a file
 // and Nev_memory_istream over bytes in memory.
+//
+// Threads: read_at and size of either may be called from several threads at
+// once on one object, since they move no position; seek, the moving read and
+// opening the source change the object and must not overlap any other call
+// on it.
 #pragma once
 
 #include <cstddef>

@@ -7,7 +7,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <mutex>
+#include <shared_mutex>
 #include <sstream>
 #include <system_error>
 
@@ -151,13 +153,18 @@ std::u16string expand_inserts(const std::u16string& pattern, const std::vector<s
 
 }  // namespace
 
+struct Nev_messages_list::State {
+  std::shared_mutex lock;
+  std::map<std::uint32_t, std::u16string> texts;
+};
+
 Nev_messages_list Nev_messages_list::m_global_messages{Nev_messages_list::Builtin{}};
 
-Nev_messages_list::Nev_messages_list() = default;
+Nev_messages_list::Nev_messages_list() : m_state(new State) {}
 
-Nev_messages_list::~Nev_messages_list() = default;
+Nev_messages_list::~Nev_messages_list() { delete m_state; }
 
-Nev_messages_list::Nev_messages_list(Builtin) {
+Nev_messages_list::Nev_messages_list(Builtin) : Nev_messages_list() {
   Nev_status ignored;
   add_text(detail::default_messages, u"(built in)", ignored);
 }
@@ -177,14 +184,14 @@ void Nev_messages_list::add_text(const std::string& text, const std::u16string& 
   status.clear();
   Text_map parsed;
   if (!parse_messages(text, origin, parsed, status)) return;
-  std::unique_lock hold(m_lock);
-  for (auto& entry : parsed) m_texts[entry.first] = std::move(entry.second);
+  std::unique_lock hold(m_state->lock);
+  for (auto& entry : parsed) m_state->texts[entry.first] = std::move(entry.second);
 }
 
 bool Nev_messages_list::lookup(std::uint32_t code, std::u16string& text) const {
-  std::shared_lock hold(m_lock);
-  const auto found = m_texts.find(code);
-  if (found == m_texts.end()) return false;
+  std::shared_lock hold(m_state->lock);
+  const auto found = m_state->texts.find(code);
+  if (found == m_state->texts.end()) return false;
   text = found->second;
   return true;
 }
@@ -209,8 +216,8 @@ std::u16string Nev_messages_list::text(const Nev_status& status) const {
 }
 
 std::size_t Nev_messages_list::size() const {
-  std::shared_lock hold(m_lock);
-  return m_texts.size();
+  std::shared_lock hold(m_state->lock);
+  return m_state->texts.size();
 }
 
 }  // namespace nev

@@ -51,8 +51,6 @@ Nev_wstring_status_arg::Nev_wstring_status_arg(const std::u16string& value) : m_
 
 void Nev_wstring_status_arg::to_string(std::u16string& out) const { out = m_value; }
 
-Nev_status_arg* Nev_wstring_status_arg::clone() const { return new Nev_wstring_status_arg(*this); }
-
 Nev_int_status_arg::Nev_int_status_arg(int value, bool decimal) : m_value(value), m_decimal(decimal) {}
 
 void Nev_int_status_arg::to_string(std::u16string& out) const {
@@ -66,27 +64,19 @@ void Nev_int_status_arg::to_string(std::u16string& out) const {
   out = decimal_text(static_cast<std::uint64_t>(negative ? -wide : wide), negative);
 }
 
-Nev_status_arg* Nev_int_status_arg::clone() const { return new Nev_int_status_arg(*this); }
-
 Nev_uint_status_arg::Nev_uint_status_arg(unsigned value, bool decimal) : m_value(value), m_decimal(decimal) {}
 
 void Nev_uint_status_arg::to_string(std::u16string& out) const {
   out = m_decimal ? decimal_text(m_value, false) : hex_text(m_value);
 }
 
-Nev_status_arg* Nev_uint_status_arg::clone() const { return new Nev_uint_status_arg(*this); }
-
 Nev_bool_status_arg::Nev_bool_status_arg(bool value) : m_value(value) {}
 
 void Nev_bool_status_arg::to_string(std::u16string& out) const { out = m_value ? u"true" : u"false"; }
 
-Nev_status_arg* Nev_bool_status_arg::clone() const { return new Nev_bool_status_arg(*this); }
-
 const Nev_null_status_arg Nev_null_status_arg::NULL_ARGUMENT;
 
 void Nev_null_status_arg::to_string(std::u16string& out) const { out.clear(); }
-
-Nev_status_arg* Nev_null_status_arg::clone() const { return new Nev_null_status_arg(*this); }
 
 bool Nev_null_status_arg::is_null() const { return true; }
 

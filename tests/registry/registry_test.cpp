@@ -51,15 +51,6 @@ void set(const std::u16string& key, const std::u16string& name, std::uint32_t ty
 
 }  // namespace
 
-TEST(Registry_roots, HaveTheSignExtendedWindowsValues) {
-  const std::pair<Nev_hkey, std::uintptr_t> roots[] = {{NEV_HKEY_CLASSES_ROOT, 0xFFFFFFFF80000000u},
-                                                       {NEV_HKEY_CURRENT_USER, 0xFFFFFFFF80000001u},
-                                                       {NEV_HKEY_LOCAL_MACHINE, 0xFFFFFFFF80000002u},
-                                                       {NEV_HKEY_USERS, 0xFFFFFFFF80000003u},
-                                                       {NEV_HKEY_CURRENT_CONFIG, 0xFFFFFFFF80000005u}};
-  for (const auto& [root, bits] : roots) EXPECT_EQ(reinterpret_cast<std::uintptr_t>(root), bits);
-}
-
 TEST_F(Hive_test, NamesFoldCaseAndEnumerateInWindowsOrder) {
   put(u"Software\\MyCo", u"Colour", u"red");
   put(u"SOFTWARE\\myco", u"COLOUR", u"blue");
