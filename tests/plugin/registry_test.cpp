@@ -4,6 +4,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "hive_faults.h"
 #include "kov/ordered_keys.h"
 #include "kov/property_list.h"
 #include "nev/messages.h"
@@ -46,6 +47,20 @@ Reading read(const std::u16string& entry, bool service = false) {
 }
 
 using Bootstrap = Sample_hive;
+
+TEST_F(Bootstrap, AnEntryThatVanishesAfterItsDefaultValueGivesTheValueAndNoSettings) {
+  const std::u16string entry = PROGRAM_ROOT + u"\\Reader";
+  set_string(entry, u"", u"reader.so");
+  set_uint(entry, u"Retries", 3);
+  Faulty_hive_platform platform;
+  ASSERT_EQ(read(u"Reader").settings, Texts{u"Retries=$I3"});  // through the wrapped hive
+  ASSERT_EQ(platform.hives.size(), 1u);
+  platform.hives.begin()->second->lose_keys_after_value_read = true;
+  const Reading reading = read(u"Reader");
+  EXPECT_TRUE(reading.status.ok());
+  EXPECT_EQ(reading.value, u"reader.so");
+  EXPECT_TRUE(reading.settings.empty());  // the stale setting went, none came
+}
 
 TEST_F(Bootstrap, ReadsTheDefaultValueAndTypedSettingsInOrder) {
   const std::u16string entry = PROGRAM_ROOT + u"\\Reader";

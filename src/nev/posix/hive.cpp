@@ -1,9 +1,7 @@
-// The parts of a hive that every kind shares.
+// The value list that every kind of hive fills.
 #include "nev/posix/hive.h"
 
 namespace nev::detail {
-
-Hive::~Hive() = default;
 
 const Nev_reg_value* Value_list::find(const std::u16string& fold) const {
   const auto found = by_fold.find(fold);

@@ -19,6 +19,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 
 #include "nev/codes.h"
 #include "nev/platform_state.h"
@@ -94,7 +95,11 @@ struct Location_table {
   std::mutex mutex;
   unsigned generation = ~0u;
   platform::Hive_locations locations;
+  // The hives opened through the platform object of this generation.
   std::map<std::string, std::shared_ptr<Hive>> hives;
+  // Hives of earlier generations: handles may still point at them, so they
+  // live on until the process ends.
+  std::set<std::shared_ptr<Hive>> retired;
 };
 
 Location_table& location_table() {
@@ -109,6 +114,8 @@ const platform::Hive_locations& locations(Location_table& table) {
   if (table.generation != generation) {
     table.locations = platform::current().hive_locations();
     table.generation = generation;
+    for (auto& entry : table.hives) table.retired.insert(std::move(entry.second));
+    table.hives.clear();
   }
   return table.locations;
 }
