@@ -61,6 +61,12 @@ NEV_EXPORT std::string nev_to_utf8(const std::u16string& text);
 // UTF-8 to UTF-16. Each malformed sequence becomes U+FFFD.
 NEV_EXPORT std::u16string nev_from_utf8(const std::string& text);
 
+// The value of the hexadecimal digit `unit` (either case), or -1.
+NEV_EXPORT int nev_hex_digit(char16_t unit) noexcept;
+// Appends the low `width` hexadecimal digits of `value` (1 to 16), upper or
+// lower case, with leading zeros: nev_append_hex(s, 0x2A, 4, true) adds "002A".
+NEV_EXPORT void nev_append_hex(std::u16string& out, std::uint64_t value, unsigned width, bool upper);
+
 // 16-bit text as UTF-16LE bytes, the form of string data in the registry and
 // in files; with `terminate` a NUL unit follows.
 NEV_EXPORT std::string nev_to_utf16le(const std::u16string& text, bool terminate);

@@ -29,13 +29,6 @@ using Text_map = std::map<std::uint32_t, std::u16string>;
 
 constexpr unsigned MAX_INSERT = 8;
 
-int hex_value(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 bool is_blank_line(const std::string& line) {
   return line.find_first_not_of(" \t") == std::string::npos;
 }
@@ -45,9 +38,9 @@ bool parse_message_line(const std::string& line, std::uint32_t& code, std::strin
   if (line.size() < 3 || line[0] != '0' || (line[1] != 'x' && line[1] != 'X')) return false;
   std::size_t pos = 2;
   std::uint32_t value = 0;
-  while (pos < line.size() && hex_value(line[pos]) >= 0) {
+  while (pos < line.size() && nev_hex_digit(static_cast<unsigned char>(line[pos])) >= 0) {
     if (pos - 2 == 8) return false;  // more than 32 bits
-    value = (value << 4) | static_cast<std::uint32_t>(hex_value(line[pos]));
+    value = (value << 4) | static_cast<std::uint32_t>(nev_hex_digit(static_cast<unsigned char>(line[pos])));
     ++pos;
   }
   if (pos == 2 || pos >= line.size() || line[pos] != ' ') return false;
@@ -116,9 +109,9 @@ bool read_file(const std::u16string& path, std::string& content, std::u16string&
 }
 
 std::u16string hex_code(std::uint32_t code) {
-  std::u16string digits;
-  nev_itow(code, digits, 16, false);
-  return u"0x" + std::u16string(8 - digits.size(), u'0') + digits;
+  std::u16string text = u"0x";
+  nev_append_hex(text, code, 8, true);
+  return text;
 }
 
 // The text of an unknown code: its number and its arguments.

@@ -64,10 +64,9 @@ bool reg_is_predefined(Nev_hkey root) noexcept {
 }
 
 std::u16string reg_handle_text(Nev_hkey root) {
-  std::u16string digits;
-  nev_itow(static_cast<std::int64_t>(low_bits(root)), digits, 16, false);
-  while (digits.size() < 8) digits.insert(digits.begin(), u'0');
-  return u"0x" + digits;
+  std::u16string text = u"0x";
+  nev_append_hex(text, low_bits(root), 8, true);
+  return text;
 }
 
 std::u16string reg_join_path(const std::u16string& key, const std::u16string& subkey) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "nev/messages.h"
+#include "nev/strings.h"
 
 namespace nev {
 
@@ -21,9 +22,8 @@ namespace {
 constexpr unsigned MAX_ARGUMENTS = 8;
 
 std::u16string hex_text(std::uint32_t value) {
-  static const char16_t digits[] = u"0123456789ABCDEF";
   std::u16string out = u"0x";
-  for (int shift = 28; shift >= 0; shift -= 4) out += digits[(value >> shift) & 0xF];
+  nev_append_hex(out, value, 8, true);
   return out;
 }
 

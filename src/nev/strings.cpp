@@ -208,4 +208,19 @@ std::u16string nev_stow(const std::string& text) {
   return out;
 }
 
+int nev_hex_digit(char16_t unit) noexcept {
+  if (unit >= u'0' && unit <= u'9') return unit - u'0';
+  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
+  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
+  return -1;
+}
+
+void nev_append_hex(std::u16string& out, std::uint64_t value, unsigned width, bool upper) {
+  const char16_t* digits = upper ? u"0123456789ABCDEF" : u"0123456789abcdef";
+  for (unsigned shift = width * 4; shift != 0;) {
+    shift -= 4;
+    out += digits[(value >> shift) & 0xF];
+  }
+}
+
 }  // namespace nev

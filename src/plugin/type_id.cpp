@@ -15,24 +15,13 @@
 #include <utility>
 
 #include "kov/type_id.h"
+#include "nev/strings.h"
 
 namespace kov {
 namespace {
 
-constexpr char16_t UPPER_DIGITS[] = u"0123456789ABCDEF";
-
 // Appends `value` as `width` upper-case hexadecimal digits.
-void append_hex(std::u16string& text, std::uint32_t value, int width) {
-  for (int shift = (width - 1) * 4; shift >= 0; shift -= 4) text += UPPER_DIGITS[(value >> shift) & 0xFu];
-}
-
-// The value of a hexadecimal digit, or -1.
-int hex_value(char16_t unit) noexcept {
-  if (unit >= u'0' && unit <= u'9') return unit - u'0';
-  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
-  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
-  return -1;
-}
+void append_hex(std::u16string& text, std::uint32_t value, unsigned width) { nev::nev_append_hex(text, value, width, true); }
 
 // White space as the C locale's iswspace knows it.
 bool is_space(char16_t unit) noexcept { return unit == u' ' || (unit >= u'\t' && unit <= u'\r'); }
@@ -70,8 +59,8 @@ class Scanner {
         --width;
       }
     }
-    for (; width != 0 && hex_value(*m_p) >= 0; ++m_p, --width) {
-      result = result * 16u + static_cast<std::uint32_t>(hex_value(*m_p));
+    for (; width != 0 && nev::nev_hex_digit(*m_p) >= 0; ++m_p, --width) {
+      result = result * 16u + static_cast<std::uint32_t>(nev::nev_hex_digit(*m_p));
       digits = true;
     }
     if (!digits) return false;
