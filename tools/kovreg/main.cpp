@@ -21,7 +21,8 @@
 
 namespace {
 
-using namespace kovreg;
+using kovreg::Options;
+using kovreg::Usage_error;
 
 int run(const Options& options) {
   if (!options.hive.empty()) {
@@ -30,13 +31,13 @@ int run(const Options& options) {
     assignment = "NEV_REGISTRY=" + options.hive;
     ::putenv(assignment.data());
   }
-  Registry registry(options.machine);
+  kovreg::Registry registry(options.machine);
   const std::string& command = options.command;
-  if (command == "query") return query(registry, options);
-  if (command == "add") return add(registry, options);
-  if (command == "delete") return remove(registry, options);
-  if (command == "import") return import(registry, options);
-  if (command == "export") return export_key(registry, options);
+  if (command == "query") return kovreg::query(registry, options);
+  if (command == "add") return kovreg::add(registry, options);
+  if (command == "delete") return kovreg::remove(registry, options);
+  if (command == "import") return kovreg::import(registry, options);
+  if (command == "export") return kovreg::export_key(registry, options);
   throw Usage_error{"unknown command " + command};
 }
 
