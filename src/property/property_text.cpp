@@ -38,11 +38,31 @@ void append_element(std::u16string& out, std::int64_t value, unsigned width) {
   out += digits;
 }
 
+// True when `text` is exactly what append_element writes for a 32-bit
+// number at `width`, with `number` set to it. This is how a negative days
+// element reads back: the fill stands in front of its sign ("00000000-1"),
+// and a number longer than the width ("-2147483648") stands whole. Any
+// other text (a sign after digits, a zero after the sign, a second sign) is
+// not the writer's and is refused.
+bool written_element(const std::u16string& text, unsigned width, int& number) {
+  const std::size_t start = text.find_first_not_of(u'0');
+  if (start == std::u16string::npos || text[start] != u'-') return false;
+  const std::u16string digits = text.substr(start);
+  if (!nev::nev_is_int32(digits)) return false;
+  number = nev::nev_wtoi32(digits);
+  std::u16string again;
+  append_element(again, number, width);
+  return again == text;
+}
+
 // Reads `count` fixed-width numeric elements separated by single ":" from
 // `text` into `elements`. Every element must have exactly its width and be a
 // 32-bit signed number, every separator must be there, and nothing may
-// follow the last element. Never reads beyond the end of `text`.
-bool read_elements(const std::u16string& text, const unsigned int* widths, unsigned count, int* elements) {
+// follow the last element; with `signed_last` the last element may instead
+// be the writer's form of a negative number (see written_element). Never
+// reads beyond the end of `text`.
+bool read_elements(const std::u16string& text, const unsigned int* widths, unsigned count, int* elements,
+                   bool signed_last = false) {
   std::u16string buffer;
   unsigned index = 0;
   bool good = true;
@@ -50,6 +70,10 @@ bool read_elements(const std::u16string& text, const unsigned int* widths, unsig
   while (cursor != text.size()) {
     if (!good) return false;
     if (index == count) break;
+    if (signed_last && index + 1 == count && buffer.empty() &&
+        written_element(text.substr(cursor), widths[index], elements[index])) {
+      return true;
+    }
     buffer.push_back(text[cursor]);
     ++cursor;
     if (buffer.size() != widths[index]) continue;
@@ -239,7 +263,9 @@ bool Kov_property::string_to_date_time() {
 bool Kov_property::string_to_time_period() {
   if (m_type != STRING) return false;
   int elements[TIME_PERIOD_ELEMENTS] = {};
-  if (!read_elements(*m_value.m_string_p, TIME_PERIOD_ELEMENT_LENGTH, TIME_PERIOD_ELEMENTS, elements)) return false;
+  if (!read_elements(*m_value.m_string_p, TIME_PERIOD_ELEMENT_LENGTH, TIME_PERIOD_ELEMENTS, elements, true)) {
+    return false;
+  }
   if (!valid_time_elements(elements)) return false;
   value(nev::Nev_time_period(elements[DAY], elements[HOUR], elements[MINUTE], elements[SECOND],
                              elements[MICROSECOND]));

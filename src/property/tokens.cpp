@@ -34,24 +34,37 @@ void kov_replace_tokens(const std::u16string& input, const Kov_property_list& fi
   kov_replace_tokens(input, first, second, output, status, nullptr);
 }
 
-// All work is done in `output`; `input` is read only by the first copy, so
-// the two may be one string. The scan goes on behind each inserted value, so
-// "%" signs inside a value are never taken for tokens.
+// The result is built by appending to a text of its own: the text between
+// tokens and each value go on its end, so the work grows with the length of
+// input and result, however many tokens there are. `input` is read to the
+// end before `output` is assigned, so the two may be one string. Values are
+// never scanned, so "%" signs inside a value are never taken for tokens.
+// When the callback throws, `output` holds the work done so far: the
+// replaced part, then the input from the failing token on.
 void kov_replace_tokens(const std::u16string& input, const Kov_property_list& first,
                         const Kov_property_list& second, std::u16string& output, nev::Nev_status& /*status*/,
                         Kov_token_callback callback) {
-  if (&output != &input) output = input;
+  std::u16string result;
+  result.reserve(input.size());
   std::size_t scan = 0;
-  while (scan < output.size()) {
-    const std::size_t open = output.find(TOKEN_SIGN, scan);
-    if (open == std::u16string::npos || open + 1 == output.size()) return;
-    const std::size_t close = output.find(TOKEN_SIGN, open + 1);
-    if (close == std::u16string::npos) return;
-    const std::u16string value =
-        resolve_token(output.substr(open + 1, close - open - 1), first, second, callback);
-    output.replace(open, close - open + 1, value);
-    scan = open + value.size();
+  try {
+    for (;;) {
+      const std::size_t open = input.find(TOKEN_SIGN, scan);
+      if (open == std::u16string::npos || open + 1 == input.size()) break;
+      const std::size_t close = input.find(TOKEN_SIGN, open + 1);
+      if (close == std::u16string::npos) break;
+      result.append(input, scan, open - scan);
+      scan = open;
+      result += resolve_token(input.substr(open + 1, close - open - 1), first, second, callback);
+      scan = close + 1;
+    }
+  } catch (...) {
+    result.append(input, scan, std::u16string::npos);
+    output = std::move(result);
+    throw;
   }
+  result.append(input, scan, std::u16string::npos);
+  output = std::move(result);
 }
 
 }  // namespace kov

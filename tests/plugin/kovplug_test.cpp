@@ -57,4 +57,19 @@ TEST_F(Kovplug, RefusesBadArguments) {
   }
 }
 
+// A plug-in name is one key below the plug-in root: an empty one would
+// address every plug-in, and one holding "\\" another plug-in's keys.
+TEST_F(Kovplug, RefusesPluginNamesThatAreNoSingleKey) {
+  const std::string bad[] = {"unregister ''", "unregister '' " + CIRCLE, "unregister 'Shapes\\x'",
+                             "unregister '\\Shapes'", "register '' " + CIRCLE + " lib.so",
+                             "register 'A\\B' " + CIRCLE + " lib.so", "create '' " + CIRCLE};
+  for (const std::string& arguments : bad) {
+    const auto [code, out] = kovplug(arguments);
+    EXPECT_EQ(code, 2) << arguments << ": " << out;
+    EXPECT_NE(out.find("plug-in name"), std::string::npos) << arguments << ": " << out;
+  }
+  EXPECT_EQ(kovplug("list " + CIRCLE), (std::pair<int, std::string>{0, "Shapes  Sample circle\n"}));
+  EXPECT_TRUE(nev::nev_reg_key_exists(nev::NEV_HKEY_LOCAL_MACHINE, kov::PLUGIN_ROOT_KEY, u"Shapes"));
+}
+
 }  // namespace

@@ -40,6 +40,33 @@ Outcome kovreg(const std::string& arguments, const std::string& input = "") {
 
 void write_file(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
+std::string read_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+// The UTF-16LE bytes, with the byte-order mark, of 8-bit text.
+std::string utf16(const std::string& text) {
+  std::string bytes = "\xFF\xFE";
+  for (const char c : text) bytes += {c, '\0'};
+  return bytes;
+}
+
+// The UTF-16LE data of a string value: the units of `text` and a NUL.
+std::vector<std::uint8_t> string_data(const std::u16string& text) {
+  std::vector<std::uint8_t> data;
+  for (const char16_t unit : text + u'\0') data.insert(data.end(), {static_cast<std::uint8_t>(unit & 0xFF),
+                                                                     static_cast<std::uint8_t>(unit >> 8)});
+  return data;
+}
+
+void set_value(const std::u16string& key, const std::u16string& name, std::uint32_t type,
+               const std::vector<std::uint8_t>& data) {
+  Nev_status status;
+  nev_set_reg_value(NEV_HKEY_LOCAL_MACHINE, key, name, type, data, status);
+  ASSERT_TRUE(status.ok()) << nev_to_utf8(nev_status_text(status));
+}
+
 // Everything below HKLM\`key` in `hive`: each key's name, then its values
 // as name, type and data bytes in hexadecimal; equal text, equal trees.
 std::string dump(const std::string& hive, const std::u16string& key = u"Software") {
@@ -58,6 +85,13 @@ std::string dump(const std::string& hive, const std::u16string& key = u"Software
   nev_enum_reg_keys(NEV_HKEY_LOCAL_MACHINE, key, u"", subkeys, status);
   for (const std::u16string* subkey : subkeys) out += dump(hive, key + u"\\" + *subkey);
   return out;
+}
+
+// Expects the tree below HKLM\`key` in the hive `copy` to equal the one in
+// `hive`, and leaves `hive` the one in use.
+void expect_same_tree(const std::string& hive, const std::string& copy, const std::u16string& key = u"Software") {
+  const std::string copied = dump(copy, key);
+  EXPECT_EQ(copied, dump(hive, key));
 }
 
 // A file with every value type, the way people write them by hand.
@@ -163,6 +197,12 @@ TEST_F(Hive_test, KovregRefusesBadFilesAndWritesNothing) {
       {good + "[HKEY_LOCAL_MACHINE\\Software\\Partial]\r\n\"b\"=hex:01,\\\r\n", 6, "past the end"},
       {"REGEDIT4\n\"a\"=\"b\"\n", 2, "outside any section"},
       {"[HKEY_LOCAL_MACHINE\\X]\n", 1, "does not begin with"},
+      {good + "[HKEY_LOCAL_MACHINE\\Software\\A]]\r\n", 5, "a key name cannot hold \"]\""},
+      {good + "[HKEY_LOCAL_MACHINE\\Software\\A]x]\r\n", 5, "text after the section name"},
+      {good + "[HKEY_LOCAL_MACHINE\\Software\\A" + std::string(1, '\0') + "B]\r\n", 5, "key name holds a NUL"},
+      {good + "\"a" + std::string(1, '\0') + "b\"=dword:1\r\n", 5, "value name holds a NUL"},
+      {utf16(good + "\"b\"=\"c\"\r\n") + "\x41", 6, "odd number of bytes"},
+      {utf16(good + "\"b\"=\"c\"") + "\x41", 5, "odd number of bytes"},
   };
   const std::string file = folder() + "/bad.reg";
   for (const auto& row : files) {
@@ -227,4 +267,123 @@ TEST_F(Hive_test, KovregEditsKeysAndValues) {
   EXPECT_TRUE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Software\\Ed", u"Sub"));
   EXPECT_EQ(kovreg("delete HKLM\\Software\\Ed /f").code, 0);
   EXPECT_FALSE(nev_reg_key_exists(NEV_HKEY_LOCAL_MACHINE, u"Software\\Ed", u""));
+}
+
+// The editor writes line breaks inside quoted text as "\\n" and "\\r"; they
+// are read as such, every other backslash sequence stays as it stands, and
+// export writes line breaks as hex(1), which reads back exactly.
+TEST_F(Hive_test, KovregReadsLineBreakEscapesInStrings) {
+  write_file(folder() + "/breaks.reg",
+             "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Breaks]\r\n"
+             "\"Lines\"=\"one\\ntwo\\r\\nthree\\r\"\r\n"
+             "\"Other\"=\"a\\tb\\\\nc\\x\"\r\n"
+             "\"Line\\nName\"=\"\\\"\\n\\\"\"\r\n");
+  Outcome outcome = kovreg("import " + folder() + "/breaks.reg");
+  ASSERT_EQ(outcome.code, 0) << outcome.output;
+  EXPECT_EQ(text_of(NEV_HKEY_LOCAL_MACHINE, u"Software\\Breaks", u"Lines"), u"one\ntwo\r\nthree\r");
+  EXPECT_EQ(text_of(NEV_HKEY_LOCAL_MACHINE, u"Software\\Breaks", u"Other"), u"a\\tb\\nc\\x");
+  EXPECT_EQ(text_of(NEV_HKEY_LOCAL_MACHINE, u"Software\\Breaks", u"Line\nName"), u"\"\n\"");
+
+  const std::string original = dump(hive(), u"Software\\Breaks");
+  const std::string file = folder() + "/again.reg";
+  outcome = kovreg("export HKLM\\Software\\Breaks " + file + " --utf8");
+  // A name with a line break has no form in the file: nothing is written.
+  EXPECT_EQ(outcome.code, 1) << outcome.output;
+  EXPECT_NE(outcome.output.find("Line\nName\" of the key HKEY_LOCAL_MACHINE\\Software\\Breaks cannot be written: it "
+                                "holds a NUL character or a line break"),
+            std::string::npos)
+      << outcome.output;
+  EXPECT_FALSE(std::ifstream(file).good());
+  Nev_status status;
+  nev_delete_reg_value(NEV_HKEY_LOCAL_MACHINE, u"Software\\Breaks", u"Line\nName", status);
+  ASSERT_EQ(kovreg("export HKLM\\Software\\Breaks " + file + " --utf8").code, 0);
+  EXPECT_NE(read_file(file).find("\"Lines\"=hex(1):6f,00,6e,00,65,00,0a,00,"), std::string::npos) << read_file(file);
+  ASSERT_EQ(kovreg("--hive " + folder() + "/copy.db import " + file).code, 0);
+  expect_same_tree(hive(), folder() + "/copy.db", u"Software\\Breaks");
+  EXPECT_NE(original, dump(hive(), u"Software\\Breaks"));  // the name with the break is gone
+}
+
+// UTF-8 cannot carry a lone surrogate: such string data goes out as hex(1),
+// and a name holding one is refused; UTF-16, the default, carries both.
+TEST_F(Hive_test, KovregUtf8ExportKeepsLoneSurrogatesExact) {
+  set_value(u"Software\\Lone", u"Lone", NEV_REG_SZ, string_data(std::u16string(u"a\xD800" u"b")));
+  set_value(u"Software\\Lone", u"Pair", NEV_REG_SZ, string_data(u"\U0001F600"));
+  const std::string file = folder() + "/lone.reg";
+  Outcome outcome = kovreg("export HKLM\\Software\\Lone " + file + " --utf8");
+  ASSERT_EQ(outcome.code, 0) << outcome.output;
+  const std::string bytes = read_file(file);
+  EXPECT_NE(bytes.find("\"Lone\"=hex(1):61,00,00,d8,62,00,00,00\r\n"), std::string::npos) << bytes;
+  EXPECT_NE(bytes.find("\"Pair\"=\"\xF0\x9F\x98\x80\"\r\n"), std::string::npos) << bytes;
+  ASSERT_EQ(kovreg("--hive " + folder() + "/copy.db import " + file).code, 0);
+  expect_same_tree(hive(), folder() + "/copy.db");
+
+  set_value(u"Software\\Lone", std::u16string(u"n\xDC00"), NEV_REG_DWORD, {1, 0, 0, 0});
+  outcome = kovreg("export HKLM\\Software\\Lone " + folder() + "/name.reg --utf8");
+  EXPECT_EQ(outcome.code, 1) << outcome.output;
+  EXPECT_NE(outcome.output.find("could not be written"), std::string::npos) << outcome.output;
+  EXPECT_NE(outcome.output.find("lone surrogate, which UTF-8 cannot carry"), std::string::npos) << outcome.output;
+  EXPECT_FALSE(std::ifstream(folder() + "/name.reg").good());
+
+  outcome = kovreg("export HKLM\\Software\\Lone " + folder() + "/wide.reg");
+  ASSERT_EQ(outcome.code, 0) << outcome.output;
+  ASSERT_EQ(kovreg("--hive " + folder() + "/wide.db import " + folder() + "/wide.reg").code, 0);
+  expect_same_tree(hive(), folder() + "/wide.db");
+}
+
+// Version 4 files are Windows-1252: the euro sign is byte 0x80 both ways;
+// REG_SZ text outside the code page goes out as hex(1) (UTF-16LE), and
+// names or hex(2)/hex(7) text outside it are refused, as no form holds them.
+TEST_F(Hive_test, KovregVersion4IsWindows1252) {
+  set_value(u"Software\\Old", u"Euro", NEV_REG_SZ, string_data(u"5 \u20AC \u2018q\u2019 \u00e9"));
+  set_value(u"Software\\Old", u"Omega", NEV_REG_SZ, string_data(u"\u03A9"));
+  set_value(u"Software\\Old", u"Path", NEV_REG_EXPAND_SZ, string_data(u"%\u20AC%"));
+  set_value(u"Software\\Old", u"Caf\u00e9", NEV_REG_MULTI_SZ, string_data(std::u16string(u"\u0160\0", 2)));
+  const std::string file = folder() + "/old.reg";
+  Outcome outcome = kovreg("export HKLM\\Software\\Old " + file + " --regedit4");
+  ASSERT_EQ(outcome.code, 0) << outcome.output;
+  const std::string bytes = read_file(file);
+  EXPECT_NE(bytes.find("\"Euro\"=\"5 \x80 \x91q\x92 \xE9\"\r\n"), std::string::npos) << bytes;
+  EXPECT_NE(bytes.find("\"Omega\"=hex(1):a9,03,00,00\r\n"), std::string::npos) << bytes;
+  EXPECT_NE(bytes.find("\"Path\"=hex(2):25,80,25,00\r\n"), std::string::npos) << bytes;
+  EXPECT_NE(bytes.find("\"Caf\xE9\"=hex(7):8a,00,00\r\n"), std::string::npos) << bytes;
+  ASSERT_EQ(kovreg("--hive " + folder() + "/copy.db import " + file).code, 0);
+  expect_same_tree(hive(), folder() + "/copy.db");
+
+  const struct {
+    std::u16string name;
+    std::uint32_t type;
+    std::u16string text;
+    const char* reason;
+  } refused[] = {
+      {u"\u03A9", NEV_REG_SZ, u"x", "Windows-1252 (a REGEDIT4 file) cannot hold all its characters"},
+      {u"Wide", NEV_REG_EXPAND_SZ, u"\u03A9", "string data holds characters that Windows-1252"},
+      {u"Wide", NEV_REG_MULTI_SZ, u"\u4E00", "string data holds characters that Windows-1252"},
+  };
+  for (const auto& row : refused) {
+    SCOPED_TRACE(row.reason);
+    set_value(u"Software\\Bad", row.name, row.type, string_data(row.text));
+    outcome = kovreg("export HKLM\\Software\\Bad " + folder() + "/bad.reg --regedit4");
+    EXPECT_EQ(outcome.code, 1) << outcome.output;
+    EXPECT_NE(outcome.output.find(row.reason), std::string::npos) << outcome.output;
+    EXPECT_FALSE(std::ifstream(folder() + "/bad.reg").good());
+    Nev_status status;
+    nev_delete_reg_tree(NEV_HKEY_LOCAL_MACHINE, u"Software\\Bad", status);
+  }
+
+  // A version 4 file is read as Windows-1252 even where its bytes would
+  // pass for UTF-8 ("\xC3\xA9" is two characters, not one).
+  write_file(folder() + "/hand.reg",
+             "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Hand]\r\n\"T\"=\"\xC3\xA9 \x80\"\r\n"
+             "\"X\"=hex(2):9c,00\r\n");
+  outcome = kovreg("import " + folder() + "/hand.reg");
+  ASSERT_EQ(outcome.code, 0) << outcome.output;
+  EXPECT_EQ(text_of(NEV_HKEY_LOCAL_MACHINE, u"Software\\Hand", u"T"), u"\u00C3\u00A9 \u20AC");
+  EXPECT_EQ(text_of(NEV_HKEY_LOCAL_MACHINE, u"Software\\Hand", u"X"), u"\u0153");
+}
+
+TEST_F(Hive_test, KovregHelpWarnsAboutUtf8ForTheWindowsEditor) {
+  const Outcome outcome = kovreg("--help");
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_NE(outcome.output.find("reads such a file in its ANSI code page and silently corrupts"), std::string::npos)
+      << outcome.output;
 }

@@ -68,6 +68,15 @@ _GUID parse_type(const std::string& text) {
   return type;
 }
 
+// A plug-in name as the registry holds it: one key below the plug-in root.
+// An empty name would address the root itself, and a "\" would reach
+// into another plug-in's keys, so both are refused before anything happens.
+std::u16string plugin_name(const std::string& text) {
+  if (text.empty()) throw Usage_error{"the plug-in name is empty"};
+  if (text.find('\\') != std::string::npos) throw Usage_error{"a plug-in name cannot hold \"\\\": " + text};
+  return nev::nev_from_utf8(text);
+}
+
 // Positional arguments and "--name value" options.
 struct Arguments {
   std::vector<std::string> positional;
@@ -122,7 +131,7 @@ int list(const Arguments& args) {
 
 int create(const Arguments& args) {
   expect_count(args, 2, 2);
-  const std::u16string plugin = nev::nev_from_utf8(args.positional[0]);
+  const std::u16string plugin = plugin_name(args.positional[0]);
   const _GUID type = parse_type(args.positional[1]);
   const std::uint32_t interface_version = version_option(args, "--interface", 0);
   const std::uint32_t implementation_version = version_option(args, "--implementation", 0);
@@ -146,7 +155,7 @@ int register_plugin(const Arguments& args) {
   std::u16string type_text;
   kov::kov_type_to_string(parse_type(args.positional[1]), type_text);
   const std::u16string key =
-      kov::kov_make_path(kov::PLUGIN_ROOT_KEY, nev::nev_from_utf8(args.positional[0]), type_text);
+      kov::kov_make_path(kov::PLUGIN_ROOT_KEY, plugin_name(args.positional[0]), type_text);
   // Every version is parsed before anything is written.
   std::vector<std::pair<const char16_t*, std::uint32_t>> numbers;
   numbers.emplace_back(u"LibraryVersion", version_option(args, "--library-version", kov::PLUGIN_LIBRARY_VERSION));
@@ -167,7 +176,7 @@ int register_plugin(const Arguments& args) {
 
 int unregister(const Arguments& args) {
   expect_count(args, 1, 2);
-  std::u16string key = kov::PLUGIN_ROOT_KEY + (u"\\" + nev::nev_from_utf8(args.positional[0]));
+  std::u16string key = kov::PLUGIN_ROOT_KEY + (u"\\" + plugin_name(args.positional[0]));
   if (args.positional.size() == 2) {
     std::u16string type_text;
     kov::kov_type_to_string(parse_type(args.positional[1]), type_text);

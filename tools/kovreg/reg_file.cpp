@@ -93,6 +93,70 @@ bool valid_utf8(const std::string& bytes) {
   return true;
 }
 
+// ---- Windows-1252 ---------------------------------------------------------------
+
+// The characters of the bytes 0x80 to 0x9F in Windows-1252. The five bytes
+// the code page leaves undefined stand for the control characters of the
+// same number, so that every byte reads and writes back unchanged.
+constexpr std::array<char16_t, 32> CP1252_HIGH = {
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
+char16_t from_cp1252(std::uint8_t byte) { return byte >= 0x80 && byte <= 0x9F ? CP1252_HIGH[byte - 0x80] : byte; }
+
+// The Windows-1252 byte of `unit`; false when the code page has none.
+bool to_cp1252(char16_t unit, std::uint8_t& byte) {
+  if (unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF)) {
+    byte = static_cast<std::uint8_t>(unit);
+    return true;
+  }
+  for (std::size_t i = 0; i < CP1252_HIGH.size(); ++i) {
+    if (CP1252_HIGH[i] == unit) {
+      byte = static_cast<std::uint8_t>(0x80 + i);
+      return true;
+    }
+  }
+  return false;
+}
+
+bool fits_cp1252(const std::u16string& text) {
+  std::uint8_t byte = 0;
+  for (const char16_t unit : text) {
+    if (!to_cp1252(unit, byte)) return false;
+  }
+  return true;
+}
+
+// True when every surrogate of `text` is one half of a pair, which is what
+// UTF-8 can carry.
+bool fits_utf8(const std::u16string& text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+      ++i;
+    } else if (unit >= 0xD800 && unit <= 0xDFFF) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::u16string cp1252_text(const std::string& bytes) {
+  std::u16string text;
+  text.reserve(bytes.size());
+  for (const char byte : bytes) text += from_cp1252(static_cast<std::uint8_t>(byte));
+  return text;
+}
+
+// True when the first line that is not blank is the version 4 header.
+bool version4_header(const std::string& bytes) {
+  const std::size_t start = bytes.find_first_not_of(" \t\r\n");
+  if (start == std::string::npos || bytes.compare(start, 8, "REGEDIT4") != 0) return false;
+  const std::size_t after = bytes.find_first_not_of(" \t", start + 8);
+  return after == std::string::npos || bytes[after] == '\r' || bytes[after] == '\n';
+}
+
 // ---- reading --------------------------------------------------------------------
 
 // The state of reading one file.
@@ -132,12 +196,14 @@ class Parser {
   }
 
   bool section(const std::u16string& line) {
-    const std::size_t close = line.rfind(u']');
+    const std::size_t close = line.find(u']');
     if (close == std::u16string::npos) return fail(u"the section name has no closing \"]\"");
     const std::u16string rest = trim(line.substr(close + 1));
+    if (!rest.empty() && rest.front() == u']') return fail(u"a key name cannot hold \"]\"");
     if (!rest.empty() && rest.front() != u';') return fail(u"there is text after the section name");
     const bool deleting = line.size() > 1 && line[1] == u'-';
     const std::u16string name = line.substr(deleting ? 2 : 1, close - (deleting ? 2 : 1));
+    if (name.find(u'\0') != std::u16string::npos) return fail(u"a key name holds a NUL character");
     int root = 0;
     std::u16string path;
     if (!split_key(name, false, root, path)) {
@@ -166,7 +232,9 @@ class Parser {
   }
 
   // A quoted string from `at` (the opening quote); `at` ends behind the
-  // closing quote.
+  // closing quote. "\\" and "\"" stand for themselves, "\n" for a line
+  // feed and "\r" for a carriage return; a backslash before anything else
+  // is taken as it stands.
   bool quoted(const std::u16string& line, std::size_t& at, std::u16string& text) {
     text.clear();
     for (std::size_t i = at + 1; i < line.size(); ++i) {
@@ -174,8 +242,13 @@ class Parser {
         at = i + 1;
         return true;
       }
-      if (line[i] == u'\\' && i + 1 < line.size() && (line[i + 1] == u'\\' || line[i + 1] == u'"')) ++i;
-      text += line[i];
+      const char16_t next = i + 1 < line.size() ? line[i + 1] : u'\0';
+      if (line[i] == u'\\' && (next == u'\\' || next == u'"' || next == u'n' || next == u'r')) {
+        ++i;
+        text += next == u'n' ? u'\n' : next == u'r' ? u'\r' : next;
+      } else {
+        text += line[i];
+      }
     }
     return fail(u"a string is not terminated by \"");
   }
@@ -192,6 +265,7 @@ class Parser {
       return false;
     }
     if (change.value.name.size() > MAX_VALUE_NAME) return fail(u"a value name is longer than 16383 characters");
+    if (change.value.name.find(u'\0') != std::u16string::npos) return fail(u"a value name holds a NUL character");
     while (at < line.size() && is_blank(line[at])) ++at;
     if (at >= line.size() || line[at] != u'=') return fail(u"\"=\" is missing after the value name");
     ++at;
@@ -243,15 +317,9 @@ class Parser {
       at = close + 1;
     }
     if (at >= line.size() || line[at] != u':') return fail(u"\":\" is missing after hex");
-    std::u16string text = line.substr(at + 1);
     const std::size_t first_line = m_line;
-    for (;;) {
-      text = trim(text.substr(0, text.find(u';')));
-      if (text.empty() || text.back() != u'\\') break;
-      text.pop_back();
-      if (m_line + 1 >= m_lines.size()) return fail(u"hex data continues past the end of the file");
-      text += m_lines[++m_line];
-    }
+    std::u16string text;
+    if (!hex_text_of(line.substr(at + 1), text)) return false;
     std::vector<std::uint8_t> bytes;
     std::size_t start = 0;
     while (!text.empty() && start <= text.size()) {
@@ -268,18 +336,36 @@ class Parser {
       start = end + 1;
     }
     const std::uint32_t type = change.value.type;
-    const bool string_type = type == nev::NEV_REG_SZ || type == nev::NEV_REG_EXPAND_SZ || type == nev::NEV_REG_MULTI_SZ;
-    if (m_version4 && string_type) {
-      // Version 4 keeps string data as 8-bit text; the hive holds UTF-16LE.
+    if (m_version4 && (type == nev::NEV_REG_EXPAND_SZ || type == nev::NEV_REG_MULTI_SZ)) {
+      // Version 4 keeps this string data as Windows-1252 text; the hive
+      // holds UTF-16LE. hex(1) is UTF-16LE in both versions.
       std::vector<std::uint8_t> wide;
+      wide.reserve(bytes.size() * 2);
       for (const std::uint8_t byte : bytes) {
-        wide.push_back(byte);
-        wide.push_back(0);
+        const char16_t unit = from_cp1252(byte);
+        wide.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+        wide.push_back(static_cast<std::uint8_t>(unit >> 8));
       }
       bytes = std::move(wide);
     }
     change.value.data = std::move(bytes);
     return true;
+  }
+
+  // The hex digits and commas of data that begins with `part` and goes on
+  // over the lines that each line ending in "\" announces, comments and the
+  // backslashes taken off. Each line is appended once, so the work grows with
+  // the length of the data, not with its square.
+  bool hex_text_of(std::u16string part, std::u16string& text) {
+    for (;;) {
+      part = trim(part.substr(0, part.find(u';')));
+      const bool more = !part.empty() && part.back() == u'\\';
+      if (more) part.pop_back();
+      text += part;
+      if (!more) return true;
+      if (m_line + 1 >= m_lines.size()) return fail(u"hex data continues past the end of the file");
+      part = m_lines[++m_line];
+    }
   }
 
   static std::vector<std::uint8_t> string_bytes(const std::u16string& text) {
@@ -318,11 +404,25 @@ std::u16string quote(const std::u16string& text) {
 
 std::u16string units_of(const std::vector<std::uint8_t>& data) {
   std::u16string text;
+  text.reserve(data.size() / 2);
   for (std::size_t i = 0; i + 1 < data.size(); i += 2) text += static_cast<char16_t>(data[i] | (data[i + 1] << 8));
   return text;
 }
 
-// The text of string data when the quoted form carries it exactly.
+// True when the characters of `text` reach the reader unchanged through the
+// file's encoding: UTF-16 carries every unit, UTF-8 no lone surrogate,
+// Windows-1252 only its own characters.
+bool fits_dialect(const std::u16string& text, Dialect dialect) {
+  switch (dialect) {
+    case Dialect::version5_utf16: return true;
+    case Dialect::version5_utf8: return fits_utf8(text);
+    case Dialect::version4: return fits_cp1252(text);
+  }
+  return false;
+}
+
+// The text of string data when the quoted form carries it exactly. Line
+// breaks go out as hex(1), which every reader takes back unchanged.
 bool plain_string(const Nev_reg_value& value, Dialect dialect, std::u16string& text) {
   if (value.type != nev::NEV_REG_SZ || value.data.size() < 2 || value.data.size() % 2 != 0) return false;
   text = units_of(value.data);
@@ -330,9 +430,8 @@ bool plain_string(const Nev_reg_value& value, Dialect dialect, std::u16string& t
   text.pop_back();
   for (const char16_t unit : text) {
     if (unit == u'\0' || unit == u'\r' || unit == u'\n') return false;
-    if (dialect == Dialect::version4 && unit > 0xFF) return false;
   }
-  return true;
+  return fits_dialect(text, dialect);
 }
 
 std::u16string hex_text(std::uint64_t number, std::size_t width) {
@@ -359,28 +458,105 @@ void write_hex(std::u16string& out, std::u16string line, const std::vector<std::
   out += line + u"\r\n";
 }
 
-void write_value(std::u16string& out, const Nev_reg_value& value, Dialect dialect) {
+// Why a name cannot stand in a file of `dialect`; empty when it can.
+std::u16string name_problem(const std::u16string& name, Dialect dialect) {
+  if (name.find_first_of(std::u16string(u"\0\r\n", 3)) != std::u16string::npos) {
+    return u"it holds a NUL character or a line break";
+  }
+  if (!fits_dialect(name, dialect)) {
+    return dialect == Dialect::version4 ? u"Windows-1252 (a REGEDIT4 file) cannot hold all its characters"
+                                        : u"it holds a lone surrogate, which UTF-8 cannot carry";
+  }
+  return {};
+}
+
+// The 8-bit data of a version 4 hex(2) or hex(7) value: one Windows-1252
+// byte for each UTF-16 unit. False when the data is no whole number of
+// units or holds a character the code page has not.
+bool version4_string_bytes(const std::vector<std::uint8_t>& data, std::vector<std::uint8_t>& bytes) {
+  if (data.size() % 2 != 0) return false;
+  bytes.clear();
+  for (const char16_t unit : units_of(data)) {
+    std::uint8_t byte = 0;
+    if (!to_cp1252(unit, byte)) return false;
+    bytes.push_back(byte);
+  }
+  return true;
+}
+
+// Appends the line (or lines) of `value`; false with `problem` set when
+// the file cannot carry it exactly.
+bool write_value(std::u16string& out, const Nev_reg_value& value, Dialect dialect, std::u16string& problem) {
+  problem = name_problem(value.name, dialect);
+  if (!problem.empty()) return false;
   const std::u16string name = value.name.empty() ? u"@" : quote(value.name);
   std::u16string text;
   if (plain_string(value, dialect, text)) {
     out += name + u"=" + quote(text) + u"\r\n";
-    return;
+    return true;
   }
   if (value.type == nev::NEV_REG_DWORD && value.data.size() == 4) {
     const std::uint32_t number = value.data[0] | value.data[1] << 8 | value.data[2] << 16 |
                                  static_cast<std::uint32_t>(value.data[3]) << 24;
     out += name + u"=dword:" + hex_text(number, 8) + u"\r\n";
-    return;
+    return true;
   }
   std::vector<std::uint8_t> bytes = value.data;
-  const bool string_type =
-      value.type == nev::NEV_REG_SZ || value.type == nev::NEV_REG_EXPAND_SZ || value.type == nev::NEV_REG_MULTI_SZ;
-  if (dialect == Dialect::version4 && string_type && bytes.size() % 2 == 0) {
-    bytes.clear();
-    for (const char16_t unit : units_of(value.data)) bytes.push_back(unit > 0xFF ? '?' : static_cast<std::uint8_t>(unit));
+  const bool eight_bit = value.type == nev::NEV_REG_EXPAND_SZ || value.type == nev::NEV_REG_MULTI_SZ;
+  if (dialect == Dialect::version4 && eight_bit && !version4_string_bytes(value.data, bytes)) {
+    problem = u"its string data holds characters that Windows-1252 (a REGEDIT4 file) cannot hold";
+    return false;
   }
   const std::u16string kind = value.type == nev::NEV_REG_BINARY ? u"hex:" : u"hex(" + hex_text(value.type, 1) + u"):";
   write_hex(out, name + u"=" + kind, bytes);
+  return true;
+}
+
+bool write_key(std::u16string& out, const Export_key& key, Dialect dialect, std::u16string& error) {
+  std::u16string problem = name_problem(key.name, dialect);
+  if (problem.empty() && key.name.find(u']') != std::u16string::npos) problem = u"it holds \"]\"";
+  if (!problem.empty()) {
+    error = u"the key " + key.name + u" cannot be written: " + problem;
+    return false;
+  }
+  out += u"\r\n[" + key.name + u"]\r\n";
+  for (const bool defaults : {true, false}) {
+    for (const Nev_reg_value& value : key.values) {
+      if (value.name.empty() != defaults) continue;
+      if (!write_value(out, value, dialect, problem)) {
+        error = u"the value \"" + value.name + u"\" of the key " + key.name + u" cannot be written: " + problem;
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+std::string encoded(const std::u16string& text, Dialect dialect) {
+  switch (dialect) {
+    case Dialect::version5_utf16: {
+      std::string bytes = "\xFF\xFE";
+      bytes.reserve(2 + text.size() * 2);
+      for (const char16_t unit : text) {
+        bytes += static_cast<char>(unit & 0xFF);
+        bytes += static_cast<char>(unit >> 8);
+      }
+      return bytes;
+    }
+    case Dialect::version5_utf8:
+      return nev::nev_to_utf8(text);
+    case Dialect::version4: {
+      std::string bytes;
+      bytes.reserve(text.size());
+      for (const char16_t unit : text) {
+        std::uint8_t byte = '?';  // never used: every character was checked
+        to_cp1252(unit, byte);
+        bytes += static_cast<char>(byte);
+      }
+      return bytes;
+    }
+  }
+  return {};
 }
 
 }  // namespace
@@ -410,16 +586,28 @@ bool split_key(const std::u16string& text, bool short_names, int& root, std::u16
   return true;
 }
 
-std::u16string decode_file(const std::string& bytes) {
+bool decode_file(const std::string& bytes, std::u16string& text, File_error& error) {
+  text.clear();
   if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF && static_cast<unsigned char>(bytes[1]) == 0xFE) {
-    std::u16string text;
+    text.reserve(bytes.size() / 2);
     for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
       text += static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8);
     }
-    return text;
+    if (bytes.size() % 2 != 0) {
+      error.line = split_lines(text).size() + (text.empty() || text.back() == u'\n' || text.back() == u'\r' ? 1 : 0);
+      error.reason = u"the file is UTF-16 but has an odd number of bytes: its last byte is half a character";
+      return false;
+    }
+    return true;
   }
-  if (bytes.compare(0, 3, "\xEF\xBB\xBF") == 0) return nev::nev_from_utf8(bytes.substr(3));
-  return valid_utf8(bytes) ? nev::nev_from_utf8(bytes) : nev::nev_stow(bytes);
+  if (bytes.compare(0, 3, "\xEF\xBB\xBF") == 0) {
+    text = nev::nev_from_utf8(bytes.substr(3));
+  } else if (!version4_header(bytes) && valid_utf8(bytes)) {
+    text = nev::nev_from_utf8(bytes);
+  } else {
+    text = cp1252_text(bytes);
+  }
+  return true;
 }
 
 bool parse_file(const std::u16string& text, std::vector<File_change>& changes, File_error& error) {
@@ -427,34 +615,15 @@ bool parse_file(const std::u16string& text, std::vector<File_change>& changes, F
   return Parser(lines, changes, error).run();
 }
 
-std::string encode_file(const std::vector<Export_key>& keys, Dialect dialect) {
+bool encode_file(const std::vector<Export_key>& keys, Dialect dialect, std::string& bytes, std::u16string& error) {
   std::u16string text = dialect == Dialect::version4 ? VERSION4_HEADER : VERSION5_HEADER;
   text += u"\r\n";
   for (const Export_key& key : keys) {
-    text += u"\r\n[" + key.name + u"]\r\n";
-    for (const Nev_reg_value& value : key.values) {
-      if (value.name.empty()) write_value(text, value, dialect);
-    }
-    for (const Nev_reg_value& value : key.values) {
-      if (!value.name.empty()) write_value(text, value, dialect);
-    }
+    if (!write_key(text, key, dialect, error)) return false;
   }
   text += u"\r\n";
-  switch (dialect) {
-    case Dialect::version5_utf16: {
-      std::string bytes = "\xFF\xFE";
-      for (const char16_t unit : text) {
-        bytes += static_cast<char>(unit & 0xFF);
-        bytes += static_cast<char>(unit >> 8);
-      }
-      return bytes;
-    }
-    case Dialect::version5_utf8:
-      return nev::nev_to_utf8(text);
-    case Dialect::version4:
-      return nev::nev_wtos(text);
-  }
-  return {};
+  bytes = encoded(text, dialect);
+  return true;
 }
 
 }  // namespace kovreg

@@ -1,0 +1,30 @@
+// Counts the bytes this process copies with memcpy and memmove and the bytes
+// it allocates with operator new, so that a test can tell linear work from
+// quadratic work by the amount done rather than by the time taken.
+//
+// The counters are process-wide atomics; a test reads them before and after
+// the call it measures, on one thread.
+#pragma once
+
+#include <cstddef>
+
+namespace work {
+
+struct Counts {
+  std::size_t copied = 0;     // bytes through memcpy and memmove
+  std::size_t allocated = 0;  // bytes asked of operator new
+};
+
+Counts counts();
+
+// The work done between two readings.
+inline Counts operator-(const Counts& after, const Counts& before) {
+  return {after.copied - before.copied, after.allocated - before.allocated};
+}
+
+// True when copies made by the libraries reach the counter (false where a
+// sanitizer or the compiler routes them elsewhere; tests of copies then
+// have nothing to count).
+bool copies_are_counted();
+
+}  // namespace work

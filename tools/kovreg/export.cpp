@@ -1,0 +1,76 @@
+// kovreg export: writes a key with everything below it as a .reg file.
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <vector>
+
+#include "nev/codes.h"
+#include "nev/registry.h"
+#include "nev/status.h"
+#include "nev/strings.h"
+#include "tool.h"
+
+using namespace nev;
+
+namespace kovreg {
+
+namespace {
+
+bool gather(const Key& key, std::vector<Export_key>& keys, Nev_status& status) {
+  Export_key entry;
+  entry.name = key.name();
+  nev_enum_reg_values(key.handle, key.path, entry.values, status);
+  if (!status.ok()) return false;
+  keys.push_back(std::move(entry));
+  return for_each_subkey(key, status, [&](const Key& child) { return gather(child, keys, status); });
+}
+
+bool write_file(const std::string& path, const std::string& bytes, Nev_status& status) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (!file) {
+    status.assign(NEV_E_FILE_OPEN, Nev_wstring_status_arg(nev_from_utf8(path)),
+                  Nev_wstring_status_arg(nev_from_utf8(std::strerror(errno))));
+    return false;
+  }
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  if (!file) {
+    status.assign(NEV_E_FILE_WRITE, Nev_wstring_status_arg(nev_from_utf8(path)),
+                  Nev_wstring_status_arg(nev_from_utf8(std::strerror(errno))));
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int export_key(Registry& registry, const Options& options) {
+  if (options.operands.size() != 2) throw Usage_error{"export takes a KEY and a FILE"};
+  if (options.utf8 && options.regedit4) throw Usage_error{"--utf8 and --regedit4 exclude each other"};
+  Nev_status status;
+  Key key;
+  if (!resolve_key(registry, options.operands[0], key, status)) return report(status);
+  std::vector<Export_key> keys;
+  if (!gather(key, keys, status)) return report(status);
+  const Dialect dialect = options.regedit4 ? Dialect::version4
+                          : options.utf8   ? Dialect::version5_utf8
+                                           : Dialect::version5_utf16;
+  const std::string& path = options.operands[1];
+  std::string bytes;
+  std::u16string problem;
+  if (!encode_file(keys, dialect, bytes, problem)) {
+    // Nothing is written: a file that reads back different is worse than none.
+    status.assign(NEV_E_FILE_WRITE, Nev_wstring_status_arg(nev_from_utf8(path)), Nev_wstring_status_arg(problem));
+    return report(status);
+  }
+  if (!options.force && std::ifstream(path).good() && !confirm("The file " + path + " exists, overwrite")) {
+    std::cout << "The operation was cancelled.\n";
+    return 1;
+  }
+  if (!write_file(path, bytes, status)) return report(status);
+  std::cout << "The operation completed successfully.\n";
+  return 0;
+}
+
+}  // namespace kovreg
