@@ -48,6 +48,14 @@
 
 namespace kov {
 
+// The values of a service's parameters key (nev_reg_service_parameters_key)
+// that the diagnostics read: the file's folder and name template, the trace
+// level, and whether the service's object gets a console (exactly 1).
+inline constexpr char16_t KOV_DIAG_PATH_VALUE[] = u"DiagFilePath";
+inline constexpr char16_t KOV_DIAG_NAME_VALUE[] = u"DiagFileName";
+inline constexpr char16_t KOV_DIAG_LEVEL_VALUE[] = u"DiagTraceLevel";
+inline constexpr char16_t KOV_DIAG_CONSOLE_VALUE[] = u"DiagEnableConsole";
+
 // The sink of a process's diagnostics: one file and an optional console.
 class KOV_EXPORT Kov_diag_main {
  public:

@@ -23,6 +23,7 @@
 // any thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -69,6 +70,24 @@ enum : long {
 // Access right to read values, for nev_reg_open_key.
 constexpr std::uint32_t NEV_KEY_QUERY_VALUE = 1;
 
+// Windows limits, in 16-bit units: one key name (one level of a path) and
+// one value name.
+constexpr std::size_t NEV_REG_MAX_KEY_NAME = 255;
+constexpr std::size_t NEV_REG_MAX_VALUE_NAME = 16383;
+
+// The key below HKEY_LOCAL_MACHINE that holds one key per service.
+inline constexpr char16_t NEV_REG_SERVICES_KEY[] = u"SYSTEM\\CurrentControlSet\\Services";
+
+// ---- names of the predefined roots ----------------------------------------------
+
+// The long name of a predefined root ("HKEY_LOCAL_MACHINE"); empty for any
+// other handle.
+NEV_EXPORT std::u16string nev_reg_root_name(Nev_hkey root);
+// The predefined root whose long or short name ("HKEY_LOCAL_MACHINE",
+// "HKLM", "HKCR", "HKCU", "HKU", "HKCC") is `name`, in any case; null when
+// there is none.
+NEV_EXPORT Nev_hkey nev_reg_root_by_name(const std::u16string& name);
+
 // ---- connection --------------------------------------------------------------
 
 // `root` of the machine `machine`; an empty name is this machine and gives
@@ -76,6 +95,25 @@ constexpr std::uint32_t NEV_KEY_QUERY_VALUE = 1;
 NEV_EXPORT Nev_hkey nev_connect_reg_root(const std::u16string& machine, Nev_hkey root, Nev_status& status);
 // Gives back a root that nev_connect_reg_root returned.
 NEV_EXPORT void nev_disconnect_reg_root(Nev_hkey root, Nev_status& status);
+
+// A root of a machine for as long as the object lives: connected by the
+// constructor, given back by the destructor. One object per thread.
+class NEV_EXPORT Nev_reg_connection {
+ public:
+  // Connects `root` of `machine` (empty: this machine, and `root` itself).
+  // On failure `status` says why and get() is null.
+  Nev_reg_connection(const std::u16string& machine, Nev_hkey root, Nev_status& status);
+  ~Nev_reg_connection();
+  Nev_reg_connection(const Nev_reg_connection&) = delete;
+  Nev_reg_connection& operator=(const Nev_reg_connection&) = delete;
+
+  // The root to use.
+  Nev_hkey get() const noexcept { return m_root; }
+
+ private:
+  Nev_hkey m_root;
+  bool m_connected;
+};
 
 // ---- keys ------------------------------------------------------------------------
 
@@ -108,6 +146,9 @@ NEV_EXPORT void nev_set_reg_string_value(Nev_hkey root, const std::u16string& ke
 NEV_EXPORT void nev_set_reg_uint_value(Nev_hkey root, const std::u16string& key, const std::u16string& subkey,
                                        const std::u16string& value_name, std::uint32_t value, Nev_status& status);
 
+// The key that holds a service's parameters:
+// SYSTEM\CurrentControlSet\Services\<service>\Parameters.
+NEV_EXPORT std::u16string nev_reg_service_parameters_key(const std::u16string& service);
 // A service's parameter: the value `value_name` of
 // HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\<service>\Parameters.
 NEV_EXPORT void nev_get_reg_string_parameter(const std::u16string& service, const std::u16string& value_name,

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "nev/export.h"
 
@@ -69,7 +70,7 @@ NEV_EXPORT void nev_append_hex(std::u16string& out, std::uint64_t value, unsigne
 
 // 16-bit text as UTF-16LE bytes, the form of string data in the registry and
 // in files; with `terminate` a NUL unit follows.
-NEV_EXPORT std::string nev_to_utf16le(const std::u16string& text, bool terminate);
+NEV_EXPORT std::vector<std::uint8_t> nev_to_utf16le(const std::u16string& text, bool terminate);
 // UTF-16LE bytes as 16-bit text: `size` bytes at `data`, a last odd byte
 // ignored; with `stop_at_nul` the text ends before the first NUL unit.
 NEV_EXPORT std::u16string nev_from_utf16le(const void* data, std::size_t size, bool stop_at_nul);

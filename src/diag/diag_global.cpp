@@ -2,7 +2,6 @@
 // diagnostic parameters in the registry.
 #include <stdexcept>
 
-#include "diag/service_keys.h"
 #include "kov/codes.h"
 #include "kov/diag.h"
 #include "nev/registry.h"
@@ -12,24 +11,6 @@ namespace kov {
 Kov_diag_main* Kov_diag_global::m_global_p = nullptr;
 
 namespace {
-
-std::u16string service_key(const std::u16string& service) { return detail::SERVICES_KEY + service; }
-
-// The root of HKEY_LOCAL_MACHINE on `machine` (this machine when empty).
-// `connected` tells whether a connection was made that must be given back.
-nev::Nev_hkey connect(const std::u16string& machine, bool& connected, nev::Nev_status& status) {
-  connected = false;
-  if (machine.empty()) return nev::NEV_HKEY_LOCAL_MACHINE;
-  nev::Nev_hkey root = nev::nev_connect_reg_root(machine, nev::NEV_HKEY_LOCAL_MACHINE, status);
-  connected = status.ok();
-  return root;
-}
-
-void disconnect(nev::Nev_hkey root, bool connected) {
-  if (!connected) return;
-  nev::Nev_status ignored;
-  nev::nev_disconnect_reg_root(root, ignored);
-}
 
 // Pushes the code of a failed read or write: the machine form when a
 // machine was named.
@@ -76,43 +57,39 @@ Kov_diag_main& Kov_diag_global::global() {
 void Kov_diag_global::get_service_parameters(const std::u16string& machine, const std::u16string& service,
                                              std::u16string& path, std::u16string& name, std::uint16_t& level,
                                              nev::Nev_status& status) {
-  const std::u16string key = service_key(service);
-  status.clear();
-  bool connected = false;
-  const nev::Nev_hkey root = connect(machine, connected, status);
+  const std::u16string key = nev::nev_reg_service_parameters_key(service);
+  const nev::Nev_reg_connection connection(machine, nev::NEV_HKEY_LOCAL_MACHINE, status);
+  const nev::Nev_hkey root = connection.get();
   if (status.ok()) {
-    nev::nev_get_reg_string_value(root, key, detail::PARAMETERS_SUBKEY, detail::PATH_VALUE_NAME, path, status);
+    nev::nev_get_reg_string_value(root, key, u"", KOV_DIAG_PATH_VALUE, path, status);
   }
   if (status.ok()) {
-    nev::nev_get_reg_string_value(root, key, detail::PARAMETERS_SUBKEY, detail::NAME_VALUE_NAME, name, status);
+    nev::nev_get_reg_string_value(root, key, u"", KOV_DIAG_NAME_VALUE, name, status);
   }
   if (status.ok()) {
     std::uint32_t value = 0;
-    nev::nev_get_reg_uint_value(root, key, detail::PARAMETERS_SUBKEY, detail::LEVEL_VALUE_NAME, value, status);
+    nev::nev_get_reg_uint_value(root, key, u"", KOV_DIAG_LEVEL_VALUE, value, status);
     if (status.ok()) level = static_cast<std::uint16_t>(value);
   }
   if (!status.ok()) push_failure(KOV_E_DIAG_READ, KOV_E_DIAG_READ_MACHINE, machine, service, status);
-  disconnect(root, connected);
 }
 
 void Kov_diag_global::set_service_parameters(const std::u16string& machine, const std::u16string& service,
                                              const std::u16string& path, const std::u16string& name,
                                              std::uint16_t level, nev::Nev_status& status) {
-  const std::u16string key = service_key(service);
-  status.clear();
-  bool connected = false;
-  const nev::Nev_hkey root = connect(machine, connected, status);
+  const std::u16string key = nev::nev_reg_service_parameters_key(service);
+  const nev::Nev_reg_connection connection(machine, nev::NEV_HKEY_LOCAL_MACHINE, status);
+  const nev::Nev_hkey root = connection.get();
   if (status.ok()) {
-    nev::nev_set_reg_string_value(root, key, detail::PARAMETERS_SUBKEY, detail::PATH_VALUE_NAME, path, status);
+    nev::nev_set_reg_string_value(root, key, u"", KOV_DIAG_PATH_VALUE, path, status);
   }
   if (status.ok()) {
-    nev::nev_set_reg_string_value(root, key, detail::PARAMETERS_SUBKEY, detail::NAME_VALUE_NAME, name, status);
+    nev::nev_set_reg_string_value(root, key, u"", KOV_DIAG_NAME_VALUE, name, status);
   }
   if (status.ok()) {
-    nev::nev_set_reg_uint_value(root, key, detail::PARAMETERS_SUBKEY, detail::LEVEL_VALUE_NAME, level, status);
+    nev::nev_set_reg_uint_value(root, key, u"", KOV_DIAG_LEVEL_VALUE, level, status);
   }
   if (!status.ok()) push_failure(KOV_E_DIAG_WRITE, KOV_E_DIAG_WRITE_MACHINE, machine, service, status);
-  disconnect(root, connected);
 }
 
 }  // namespace kov

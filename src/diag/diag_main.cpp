@@ -7,7 +7,6 @@
 // marker and line stand together.
 #include <mutex>
 
-#include "diag/service_keys.h"
 #include "kov/diag.h"
 #include "nev/registry.h"
 #include "nev/strings.h"
@@ -68,7 +67,7 @@ Kov_diag_main::Kov_diag_main(const std::u16string& service) : m_lock(false) {
   level(service_level);
 
   std::uint32_t console = 0;
-  nev::nev_get_reg_uint_parameter(service, detail::CONSOLE_VALUE_NAME, console, status);
+  nev::nev_get_reg_uint_parameter(service, KOV_DIAG_CONSOLE_VALUE, console, status);
   if (console == 1) {
     nev::nev_alloc_console();
     m_console = nev::nev_get_std_output();

@@ -35,6 +35,39 @@ const Nev_hkey NEV_HKEY_LOCAL_MACHINE = predefined(0x80000002u);
 const Nev_hkey NEV_HKEY_USERS = predefined(0x80000003u);
 const Nev_hkey NEV_HKEY_CURRENT_CONFIG = predefined(0x80000005u);
 
+std::u16string nev_reg_service_parameters_key(const std::u16string& service) {
+  return NEV_REG_SERVICES_KEY + (u"\\" + service) + u"\\Parameters";
+}
+
+std::u16string nev_reg_root_name(Nev_hkey root) {
+  const int index = detail::reg_root_index(root);
+  return index >= 0 ? detail::reg_root_name(index) : std::u16string();
+}
+
+Nev_hkey nev_reg_root_by_name(const std::u16string& name) {
+  static const char16_t* const short_names[detail::REG_ROOT_COUNT] = {u"HKCR", u"HKCU", u"HKLM", u"HKU", u"HKCC"};
+  for (int index = 0; index < detail::REG_ROOT_COUNT; ++index) {
+    if (nev_string_equal_nc(name, detail::reg_root_name(index)) || nev_string_equal_nc(name, short_names[index])) {
+      return detail::reg_root_handle(index);
+    }
+  }
+  return nullptr;
+}
+
+Nev_reg_connection::Nev_reg_connection(const std::u16string& machine, Nev_hkey root, Nev_status& status)
+    : m_root(root), m_connected(false) {
+  status.clear();
+  if (machine.empty()) return;
+  m_root = nev_connect_reg_root(machine, root, status);
+  m_connected = m_root != nullptr;
+}
+
+Nev_reg_connection::~Nev_reg_connection() {
+  if (!m_connected) return;
+  Nev_status ignored;
+  nev_disconnect_reg_root(m_root, ignored);
+}
+
 namespace detail {
 
 int reg_root_index(Nev_hkey root) noexcept {
@@ -115,7 +148,7 @@ bool reg_check_key_path(const std::u16string& path, Nev_status& status) {
   while (start <= path.size()) {
     std::size_t end = path.find(u'\\', start);
     if (end == std::u16string::npos) end = path.size();
-    if (end - start > REG_MAX_KEY_NAME) return check_length(path.substr(start, end - start), REG_MAX_KEY_NAME, status);
+    if (end - start > NEV_REG_MAX_KEY_NAME) return check_length(path.substr(start, end - start), NEV_REG_MAX_KEY_NAME, status);
     start = end + 1;
   }
   return true;
@@ -123,12 +156,9 @@ bool reg_check_key_path(const std::u16string& path, Nev_status& status) {
 
 bool reg_check_value_name(const std::u16string& name, Nev_status& status) {
   status.clear();
-  return check_length(name, REG_MAX_VALUE_NAME, status);
+  return check_length(name, NEV_REG_MAX_VALUE_NAME, status);
 }
 
-std::u16string reg_service_parameters_key(const std::u16string& service) {
-  return u"SYSTEM\\CurrentControlSet\\Services\\" + service + u"\\Parameters";
-}
 
 }  // namespace detail
 
@@ -136,13 +166,13 @@ std::u16string reg_service_parameters_key(const std::u16string& service) {
 // beside the diagnostic settings that other parts of the toolbox keep there.
 void nev_get_reg_string_parameter(const std::u16string& service, const std::u16string& value_name,
                                   std::u16string& value, Nev_status& status) {
-  nev_get_reg_string_value(NEV_HKEY_LOCAL_MACHINE, detail::reg_service_parameters_key(service), u"", value_name,
+  nev_get_reg_string_value(NEV_HKEY_LOCAL_MACHINE, nev_reg_service_parameters_key(service), u"", value_name,
                            value, status);
 }
 
 void nev_get_reg_uint_parameter(const std::u16string& service, const std::u16string& value_name,
                                 std::uint32_t& value, Nev_status& status) {
-  nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, detail::reg_service_parameters_key(service), u"", value_name,
+  nev_get_reg_uint_value(NEV_HKEY_LOCAL_MACHINE, nev_reg_service_parameters_key(service), u"", value_name,
                          value, status);
 }
 

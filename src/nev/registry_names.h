@@ -13,11 +13,6 @@
 
 namespace nev::detail {
 
-// Windows limits, in 16-bit units: one key name (one level of a path) and
-// one value name.
-constexpr std::size_t REG_MAX_KEY_NAME = 255;
-constexpr std::size_t REG_MAX_VALUE_NAME = 16383;
-
 // How many predefined roots a hive holds.
 constexpr int REG_ROOT_COUNT = 5;
 
@@ -49,7 +44,5 @@ bool reg_check_key_path(const std::u16string& path, Nev_status& status);
 // The same for one value name.
 bool reg_check_value_name(const std::u16string& name, Nev_status& status);
 
-// The key under which a service keeps its parameters.
-std::u16string reg_service_parameters_key(const std::u16string& service);
 
 }  // namespace nev::detail

@@ -134,11 +134,11 @@ std::u16string nev_from_utf8(const std::string& text) {
   return out;
 }
 
-std::string nev_to_utf16le(const std::u16string& text, bool terminate) {
-  std::string bytes((text.size() + (terminate ? 1 : 0)) * 2, '\0');
+std::vector<std::uint8_t> nev_to_utf16le(const std::u16string& text, bool terminate) {
+  std::vector<std::uint8_t> bytes((text.size() + (terminate ? 1 : 0)) * 2, 0);
   for (std::size_t i = 0; i < text.size(); ++i) {
-    bytes[2 * i] = static_cast<char>(text[i] & 0xFF);
-    bytes[2 * i + 1] = static_cast<char>(text[i] >> 8);
+    bytes[2 * i] = static_cast<std::uint8_t>(text[i] & 0xFF);
+    bytes[2 * i + 1] = static_cast<std::uint8_t>(text[i] >> 8);
   }
   return bytes;
 }

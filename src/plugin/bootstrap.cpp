@@ -26,7 +26,7 @@ std::u16string program_path(const std::u16string& vendor_name, const std::u16str
 }
 
 std::u16string service_path(const std::u16string& service_name, const std::u16string& entry) {
-  return u"SYSTEM\\CurrentControlSet\\Services\\" + service_name + u"\\plugins" + u"\\" + entry;
+  return nev::NEV_REG_SERVICES_KEY + (u"\\" + service_name) + u"\\plugins" + u"\\" + entry;
 }
 
 // Closes a key opened by nev_reg_open_key on every way out.
@@ -43,15 +43,7 @@ class Open_key {
 };
 
 // The text of REG_SZ data: up to its first NUL, or the whole data.
-std::u16string text_of(const std::uint8_t* data, std::uint32_t size) {
-  std::u16string text;
-  for (std::uint32_t i = 0; i + 1 < size; i += 2) {
-    const auto unit = static_cast<char16_t>(data[i] | (data[i + 1] << 8));
-    if (unit == 0) break;
-    text += unit;
-  }
-  return text;
-}
+std::u16string text_of(const std::uint8_t* data, std::uint32_t size) { return nev::nev_from_utf16le(data, size, true); }
 
 // Adds one value to `properties` when its type makes it a setting.
 void add_setting(const std::u16string& name, std::uint32_t type, const std::uint8_t* data, std::uint32_t size,

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "nev/strings.h"
+
 namespace kovdiag {
 
 namespace {
@@ -14,12 +16,6 @@ bool starts_with(const std::u16string& text, const std::u16string& prefix) {
   return text.size() >= prefix.size() && text.compare(0, prefix.size(), prefix) == 0;
 }
 
-int hex_value(char16_t unit) {
-  if (unit >= u'0' && unit <= u'9') return unit - u'0';
-  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
-  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
-  return -1;
-}
 
 }  // namespace
 
@@ -30,8 +26,8 @@ void Line_decoder::feed(const std::uint8_t* bytes, std::size_t count, std::vecto
     m_odd_byte.reset();
     i = 1;
   }
-  for (; i + 1 < count; i += 2) m_pending.push_back(static_cast<char16_t>(bytes[i] | (bytes[i + 1] << 8)));
-  if (i < count) m_odd_byte = bytes[i];
+  m_pending += nev::nev_from_utf16le(bytes + i, count - i, false);
+  if ((count - i) % 2 != 0) m_odd_byte = bytes[count - 1];
 
   std::size_t start = 0;
   for (std::size_t end = m_pending.find(u"\r\n"); end != std::u16string::npos; end = m_pending.find(u"\r\n", start)) {
@@ -50,7 +46,7 @@ std::optional<std::uint32_t> marker_thread(const std::u16string& line) {
   }
   std::uint64_t id = 0;
   for (std::size_t i = MARKER_OPENING.size(); i < line.size() - MARKER_CLOSING.size(); ++i) {
-    const int digit = hex_value(line[i]);
+    const int digit = nev::nev_hex_digit(line[i]);
     if (digit < 0 || id > 0xFFFFFFFFu) return std::nullopt;
     id = id * 16 + static_cast<unsigned>(digit);
   }

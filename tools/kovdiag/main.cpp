@@ -43,8 +43,6 @@ const char* const USAGE =
     "       kovdiag config SERVICE [--machine M] [--path P] [--name N] [--level L] [--console on|off]\n"
     "       kovdiag show SERVICE [--machine M]\n";
 
-const std::u16string SERVICES_KEY = u"SYSTEM\\CurrentControlSet\\Services\\";
-const std::u16string PARAMETERS = u"Parameters";
 constexpr auto POLL_INTERVAL = std::chrono::milliseconds(100);
 
 volatile std::sig_atomic_t interrupted = 0;
@@ -212,7 +210,7 @@ int command_follow(const Arguments& arguments) {
 template <typename Value, typename Reader>
 bool read_parameter(Reader reader, nev::Nev_hkey root, const std::u16string& service, const std::u16string& name,
                     Value& value, nev::Nev_status& status) {
-  reader(root, SERVICES_KEY + service, PARAMETERS, name, value, status);
+  reader(root, nev::nev_reg_service_parameters_key(service), u"", name, value, status);
   if (status.ok()) return true;
   if (status.code() == nev::NEV_E_REG_KEY_NOT_FOUND || status.code() == nev::NEV_E_REG_VALUE_NOT_FOUND) {
     status.clear();
@@ -228,39 +226,19 @@ struct Parameters {
   std::optional<std::uint32_t> console;
 };
 
-// Connection to a machine's HKEY_LOCAL_MACHINE, given back at the end.
-class Root {
- public:
-  Root(const std::u16string& machine, nev::Nev_status& status) : m_connected(!machine.empty()) {
-    m_root = m_connected ? nev::nev_connect_reg_root(machine, nev::NEV_HKEY_LOCAL_MACHINE, status)
-                         : nev::NEV_HKEY_LOCAL_MACHINE;
-    m_connected = m_connected && status.ok();
-  }
-  ~Root() {
-    nev::Nev_status ignored;
-    if (m_connected) nev::nev_disconnect_reg_root(m_root, ignored);
-  }
-  Root(const Root&) = delete;
-  Root& operator=(const Root&) = delete;
-  nev::Nev_hkey get() const { return m_root; }
-
- private:
-  nev::Nev_hkey m_root;
-  bool m_connected;
-};
 
 bool read_parameters(nev::Nev_hkey root, const std::u16string& service, Parameters& out, nev::Nev_status& status) {
   std::u16string text;
   std::uint32_t number = 0;
-  if (read_parameter(nev::nev_get_reg_string_value, root, service, u"DiagFilePath", text, status)) out.path = text;
+  if (read_parameter(nev::nev_get_reg_string_value, root, service, kov::KOV_DIAG_PATH_VALUE, text, status)) out.path = text;
   if (!status.ok()) return false;
-  if (read_parameter(nev::nev_get_reg_string_value, root, service, u"DiagFileName", text, status)) out.name = text;
+  if (read_parameter(nev::nev_get_reg_string_value, root, service, kov::KOV_DIAG_NAME_VALUE, text, status)) out.name = text;
   if (!status.ok()) return false;
-  if (read_parameter(nev::nev_get_reg_uint_value, root, service, u"DiagTraceLevel", number, status)) {
+  if (read_parameter(nev::nev_get_reg_uint_value, root, service, kov::KOV_DIAG_LEVEL_VALUE, number, status)) {
     out.level = number;
   }
   if (!status.ok()) return false;
-  if (read_parameter(nev::nev_get_reg_uint_value, root, service, u"DiagEnableConsole", number, status)) {
+  if (read_parameter(nev::nev_get_reg_uint_value, root, service, kov::KOV_DIAG_CONSOLE_VALUE, number, status)) {
     out.console = number;
   }
   return status.ok();
@@ -270,7 +248,7 @@ int command_show(const Arguments& arguments) {
   const std::u16string machine = nev::nev_from_utf8(option(arguments, "--machine").value_or(""));
   const std::u16string service = nev::nev_from_utf8(arguments.operand);
   nev::Nev_status status;
-  const Root root(machine, status);
+  const nev::Nev_reg_connection root(machine, nev::NEV_HKEY_LOCAL_MACHINE, status);
   if (!status.ok()) return report(status);
   Parameters parameters;
   if (!read_parameters(root.get(), service, parameters, status)) return report(status);
@@ -303,7 +281,7 @@ int command_config(const Arguments& arguments) {
   if (path || name || level) {
     Parameters current;
     {
-      const Root root(machine, status);
+      const nev::Nev_reg_connection root(machine, nev::NEV_HKEY_LOCAL_MACHINE, status);
       if (!status.ok() || !read_parameters(root.get(), service, current, status)) return report(status);
     }
     const std::u16string new_path = path ? nev::nev_from_utf8(*path) : current.path.value_or(u".");
@@ -313,9 +291,9 @@ int command_config(const Arguments& arguments) {
     if (!status.ok()) return report(status);
   }
   if (console) {
-    const Root root(machine, status);
+    const nev::Nev_reg_connection root(machine, nev::NEV_HKEY_LOCAL_MACHINE, status);
     if (!status.ok()) return report(status);
-    nev::nev_set_reg_uint_value(root.get(), SERVICES_KEY + service, PARAMETERS, u"DiagEnableConsole",
+    nev::nev_set_reg_uint_value(root.get(), nev::nev_reg_service_parameters_key(service), u"", kov::KOV_DIAG_CONSOLE_VALUE,
                                 *console == "on" ? 1 : 0, status);
     if (!status.ok()) return report(status);
   }

@@ -29,14 +29,7 @@ bool parse_number(const std::string& text, std::uint64_t limit, std::uint64_t& n
   return errno == 0 && number <= limit;
 }
 
-std::vector<std::uint8_t> wide_bytes(const std::u16string& text) {
-  std::vector<std::uint8_t> bytes;
-  for (const char16_t unit : text) {
-    bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-    bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
-  }
-  return bytes;
-}
+std::vector<std::uint8_t> wide_bytes(const std::u16string& text) { return nev_to_utf16le(text, false); }
 
 // The type and bytes that /t and /d describe.
 Nev_reg_value value_from_options(const Options& options) {

@@ -12,23 +12,12 @@ using nev::Nev_reg_value;
 
 namespace {
 
-constexpr std::size_t MAX_KEY_NAME = 255;
-constexpr std::size_t MAX_VALUE_NAME = 16383;
 // Written lines, the backslash of a continuation included, end before this column.
 constexpr std::size_t LINE_LIMIT = 79;
 
 const char16_t* const VERSION5_HEADER = u"Windows Registry Editor Version 5.00";
 const char16_t* const VERSION4_HEADER = u"REGEDIT4";
 
-struct Root_names {
-  const char16_t* long_name;
-  const char16_t* short_name;
-};
-constexpr std::array<Root_names, 5> ROOTS = {{{u"HKEY_CLASSES_ROOT", u"HKCR"},
-                                              {u"HKEY_CURRENT_USER", u"HKCU"},
-                                              {u"HKEY_LOCAL_MACHINE", u"HKLM"},
-                                              {u"HKEY_USERS", u"HKU"},
-                                              {u"HKEY_CURRENT_CONFIG", u"HKCC"}}};
 
 bool is_blank(char16_t unit) { return unit == u' ' || unit == u'\t'; }
 
@@ -44,19 +33,12 @@ bool starts_with_nc(const std::u16string& text, std::size_t at, const std::u16st
   return text.size() - at >= prefix.size() && nev::nev_string_equal_nc(text.substr(at, prefix.size()), prefix);
 }
 
-int hex_digit(char16_t unit) {
-  if (unit >= u'0' && unit <= u'9') return unit - u'0';
-  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
-  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
-  return -1;
-}
-
 // Reads 1 to `max_digits` hex digits that make up all of `text`.
 bool parse_hex_number(const std::u16string& text, std::size_t max_digits, std::uint64_t& number) {
   if (text.empty() || text.size() > max_digits) return false;
   number = 0;
   for (const char16_t unit : text) {
-    const int digit = hex_digit(unit);
+    const int digit = nev::nev_hex_digit(unit);
     if (digit < 0) return false;
     number = number * 16 + static_cast<unsigned>(digit);
   }
@@ -213,7 +195,7 @@ class Parser {
     for (std::size_t start = 0; start <= path.size();) {
       std::size_t end = path.find(u'\\', start);
       if (end == std::u16string::npos) end = path.size();
-      if (end - start > MAX_KEY_NAME) return fail(u"a key name is longer than 255 characters");
+      if (end - start > nev::NEV_REG_MAX_KEY_NAME) return fail(u"a key name is longer than 255 characters");
       start = end + 1;
     }
     if (deleting && path.find_first_not_of(u'\\') == std::u16string::npos) {
@@ -264,7 +246,7 @@ class Parser {
     } else if (!quoted(line, at, change.value.name)) {
       return false;
     }
-    if (change.value.name.size() > MAX_VALUE_NAME) return fail(u"a value name is longer than 16383 characters");
+    if (change.value.name.size() > nev::NEV_REG_MAX_VALUE_NAME) return fail(u"a value name is longer than 16383 characters");
     if (change.value.name.find(u'\0') != std::u16string::npos) return fail(u"a value name holds a NUL character");
     while (at < line.size() && is_blank(line[at])) ++at;
     if (at >= line.size() || line[at] != u'=') return fail(u"\"=\" is missing after the value name");
@@ -339,14 +321,10 @@ class Parser {
     if (m_version4 && (type == nev::NEV_REG_EXPAND_SZ || type == nev::NEV_REG_MULTI_SZ)) {
       // Version 4 keeps this string data as Windows-1252 text; the hive
       // holds UTF-16LE. hex(1) is UTF-16LE in both versions.
-      std::vector<std::uint8_t> wide;
-      wide.reserve(bytes.size() * 2);
-      for (const std::uint8_t byte : bytes) {
-        const char16_t unit = from_cp1252(byte);
-        wide.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-        wide.push_back(static_cast<std::uint8_t>(unit >> 8));
-      }
-      bytes = std::move(wide);
+      std::u16string decoded;
+      decoded.reserve(bytes.size());
+      for (const std::uint8_t byte : bytes) decoded += from_cp1252(byte);
+      bytes = nev::nev_to_utf16le(decoded, false);
     }
     change.value.data = std::move(bytes);
     return true;
@@ -369,15 +347,7 @@ class Parser {
   }
 
   static std::vector<std::uint8_t> string_bytes(const std::u16string& text) {
-    std::vector<std::uint8_t> bytes;
-    bytes.reserve((text.size() + 1) * 2);
-    for (const char16_t unit : text) {
-      bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-      bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
-    }
-    bytes.push_back(0);
-    bytes.push_back(0);
-    return bytes;
+    return nev::nev_to_utf16le(text, true);
   }
 
   const std::vector<std::u16string>& m_lines;
@@ -403,10 +373,7 @@ std::u16string quote(const std::u16string& text) {
 }
 
 std::u16string units_of(const std::vector<std::uint8_t>& data) {
-  std::u16string text;
-  text.reserve(data.size() / 2);
-  for (std::size_t i = 0; i + 1 < data.size(); i += 2) text += static_cast<char16_t>(data[i] | (data[i + 1] << 8));
-  return text;
+  return nev::nev_from_utf16le(data.data(), data.size(), false);
 }
 
 // True when the characters of `text` reach the reader unchanged through the
@@ -434,14 +401,12 @@ bool plain_string(const Nev_reg_value& value, Dialect dialect, std::u16string& t
   return fits_dialect(text, dialect);
 }
 
-std::u16string hex_text(std::uint64_t number, std::size_t width) {
-  static const char16_t digits[] = u"0123456789abcdef";
+// `number` in lower-case hexadecimal digits, at least `width` of them.
+std::u16string hex_text(std::uint64_t number, unsigned width) {
+  unsigned digits = 1;
+  while (digits < 16 && (number >> (4 * digits)) != 0) ++digits;
   std::u16string text;
-  do {
-    text.insert(text.begin(), digits[number & 0xF]);
-    number >>= 4;
-  } while (number != 0);
-  while (text.size() < width) text.insert(text.begin(), u'0');
+  nev::nev_append_hex(text, number, digits > width ? digits : width, false);
   return text;
 }
 
@@ -535,12 +500,9 @@ bool write_key(std::u16string& out, const Export_key& key, Dialect dialect, std:
 std::string encoded(const std::u16string& text, Dialect dialect) {
   switch (dialect) {
     case Dialect::version5_utf16: {
+      const std::vector<std::uint8_t> units = nev::nev_to_utf16le(text, false);
       std::string bytes = "\xFF\xFE";
-      bytes.reserve(2 + text.size() * 2);
-      for (const char16_t unit : text) {
-        bytes += static_cast<char>(unit & 0xFF);
-        bytes += static_cast<char>(unit >> 8);
-      }
+      bytes.append(units.begin(), units.end());
       return bytes;
     }
     case Dialect::version5_utf8:
@@ -561,21 +523,22 @@ std::string encoded(const std::u16string& text, Dialect dialect) {
 
 }  // namespace
 
-int root_index(const std::u16string& name, bool short_names) {
-  for (std::size_t i = 0; i < ROOTS.size(); ++i) {
-    if (nev::nev_string_equal_nc(name, ROOTS[i].long_name) ||
-        (short_names && nev::nev_string_equal_nc(name, ROOTS[i].short_name))) {
-      return static_cast<int>(i);
-    }
-  }
-  return -1;
+nev::Nev_hkey root_handle(int index) {
+  static const nev::Nev_hkey roots[] = {nev::NEV_HKEY_CLASSES_ROOT, nev::NEV_HKEY_CURRENT_USER,
+                                        nev::NEV_HKEY_LOCAL_MACHINE, nev::NEV_HKEY_USERS,
+                                        nev::NEV_HKEY_CURRENT_CONFIG};
+  return roots[index];
 }
 
-const std::u16string& root_name(int index) {
-  static const std::array<std::u16string, 5> names = {ROOTS[0].long_name, ROOTS[1].long_name, ROOTS[2].long_name,
-                                                       ROOTS[3].long_name, ROOTS[4].long_name};
-  return names[static_cast<std::size_t>(index)];
+int root_index(const std::u16string& name, bool short_names) {
+  const nev::Nev_hkey root = nev::nev_reg_root_by_name(name);
+  if (root == nullptr || (!short_names && !nev::nev_string_equal_nc(name, nev::nev_reg_root_name(root)))) return -1;
+  int index = 0;
+  while (root_handle(index) != root) ++index;
+  return index;
 }
+
+std::u16string root_name(int index) { return nev::nev_reg_root_name(root_handle(index)); }
 
 bool split_key(const std::u16string& text, bool short_names, int& root, std::u16string& path) {
   const std::size_t slash = text.find(u'\\');
@@ -589,10 +552,7 @@ bool split_key(const std::u16string& text, bool short_names, int& root, std::u16
 bool decode_file(const std::string& bytes, std::u16string& text, File_error& error) {
   text.clear();
   if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF && static_cast<unsigned char>(bytes[1]) == 0xFE) {
-    text.reserve(bytes.size() / 2);
-    for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
-      text += static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8);
-    }
+    text = nev::nev_from_utf16le(bytes.data() + 2, bytes.size() - 2, false);
     if (bytes.size() % 2 != 0) {
       error.line = split_lines(text).size() + (text.empty() || text.back() == u'\n' || text.back() == u'\r' ? 1 : 0);
       error.reason = u"the file is UTF-16 but has an odd number of bytes: its last byte is half a character";

@@ -23,7 +23,10 @@ namespace kovreg {
 // where `short_names` allows them. -1 for a name that is no root.
 int root_index(const std::u16string& name, bool short_names);
 // The long name of the root of `index`.
-const std::u16string& root_name(int index);
+std::u16string root_name(int index);
+// The predefined root of `index` (0 to 4: classes root, current user, local
+// machine, users, current config).
+nev::Nev_hkey root_handle(int index);
 // Splits "HKLM\Path\To" into the root and the path below it; false when the
 // text does not begin with a root.
 bool split_key(const std::u16string& text, bool short_names, int& root, std::u16string& path);

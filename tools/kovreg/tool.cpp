@@ -41,9 +41,7 @@ std::u16string type_name(std::uint32_t type) {
 }  // namespace
 
 std::u16string units_of(const std::vector<std::uint8_t>& data) {
-  std::u16string text;
-  for (std::size_t i = 0; i + 1 < data.size(); i += 2) text += static_cast<char16_t>(data[i] | (data[i + 1] << 8));
-  return text;
+  return nev_from_utf16le(data.data(), data.size(), false);
 }
 
 namespace {
@@ -91,22 +89,15 @@ bool confirm(const std::string& question) {
   return answer == "y" || answer == "Y" || answer == "yes" || answer == "Yes" || answer == "YES";
 }
 
-Registry::~Registry() {
-  for (auto& entry : m_connected) {
-    Nev_status ignored;
-    nev_disconnect_reg_root(entry.second, ignored);
-  }
-}
+Registry::~Registry() = default;
 
 Nev_hkey Registry::root(int index, Nev_status& status) {
-  static const Nev_hkey roots[] = {NEV_HKEY_CLASSES_ROOT, NEV_HKEY_CURRENT_USER, NEV_HKEY_LOCAL_MACHINE,
-                                   NEV_HKEY_USERS, NEV_HKEY_CURRENT_CONFIG};
   status.clear();
-  if (m_machine.empty()) return roots[index];
   const auto found = m_connected.find(index);
-  if (found != m_connected.end()) return found->second;
-  const Nev_hkey handle = nev_connect_reg_root(nev_from_utf8(m_machine), roots[index], status);
-  if (handle != nullptr) m_connected[index] = handle;
+  if (found != m_connected.end()) return found->second->get();
+  auto connection = std::make_unique<Nev_reg_connection>(nev_from_utf8(m_machine), root_handle(index), status);
+  const Nev_hkey handle = connection->get();
+  if (handle != nullptr) m_connected[index] = std::move(connection);
   return handle;
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <utility>
 #include <string>
 #include <vector>
@@ -41,7 +42,7 @@ class Registry {
 
  private:
   std::string m_machine;
-  std::map<int, nev::Nev_hkey> m_connected;
+  std::map<int, std::unique_ptr<nev::Nev_reg_connection>> m_connected;
 };
 
 // A key named on the command line.

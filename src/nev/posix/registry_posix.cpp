@@ -220,9 +220,8 @@ void nev_get_reg_uint_value(Nev_hkey root, const std::u16string& key, const std:
 
 void nev_set_reg_string_value(Nev_hkey root, const std::u16string& key, const std::u16string& subkey,
                               const std::u16string& value_name, const std::u16string& value, Nev_status& status) {
-  const std::string bytes = nev_to_utf16le(value, true);
-  nev_set_reg_value(root, detail::reg_join_path(key, subkey), value_name, NEV_REG_SZ,
-                    std::vector<std::uint8_t>(bytes.begin(), bytes.end()), status);
+  nev_set_reg_value(root, detail::reg_join_path(key, subkey), value_name, NEV_REG_SZ, nev_to_utf16le(value, true),
+                    status);
 }
 
 void nev_set_reg_uint_value(Nev_hkey root, const std::u16string& key, const std::u16string& subkey,

@@ -54,6 +54,7 @@ class Use {
   // Binds bytes; empty data is bound as a zero-length blob, never as NULL.
   Use& bind(int index, const void* data, std::size_t size);
   Use& bind(int index, const std::string& bytes) { return bind(index, bytes.data(), bytes.size()); }
+  Use& bind(int index, const std::vector<std::uint8_t>& bytes) { return bind(index, bytes.data(), bytes.size()); }
 
   // True while a row is there.
   bool step();
