@@ -13,15 +13,20 @@
 //       `data` the raw bytes (strings as UTF-16LE with their NUL).
 //
 // A process keeps one connection per hive file, opened on first use and kept
-// open; a mutex serialises its use between threads, and a process forked
-// from one that used it opens a connection of its own. Statements are
-// prepared once. The file is in WAL mode with a busy timeout, so readers and
+// open; a mutex serialises its use between threads. Every connection is
+// closed before a fork() (see sqlite_hive.cpp for why a child must not even
+// open one beside an inherited one), and parent and child open anew on next
+// use. Statements are prepared once.
+//
+// Before a connection is opened the hive file and its folder must be
+// trusted (trust.h); missing folders are created 0700 and the file 0600.
+// A hive this user may read but not write is opened for reading only. The file is in WAL mode with a busy timeout, so readers and
 // writers of several processes proceed together; a transaction that still
 // meets a busy hive is retried whole. Each read runs in at most one
 // transaction, each write in exactly one.
 //
-// Reads are served from a cache of key ids, value lists and subkey lists. It
-// is dropped whenever `PRAGMA data_version` shows a commit by another
+// Reads are served from a cache of key ids, value lists, subkey lists and
+// whether keys exist, 4096 entries at most together. It is dropped whenever `PRAGMA data_version` shows a commit by another
 // connection and after every write of this one, so it never answers with
 // data older than the last commit seen. That check is skipped while the WAL
 // index header in shared memory is unchanged since the last one (see
@@ -35,6 +40,7 @@
 #include <vector>
 
 #include "nev/posix/hive.h"
+#include "nev/posix/sqlite_statement.h"
 #include "nev/posix/wal_header.h"
 
 struct sqlite3;
@@ -64,12 +70,14 @@ class Sqlite_hive final : public Hive {
   void put_value(Key_id key, const Nev_reg_value& value) override;
   bool remove_value(Key_id key, const std::u16string& name) override;
   void remove_tree(Key_id key) override;
+  Hive_counters counters() const noexcept override;
+  std::size_t value_capacity(const std::u16string& name) const noexcept override;
 
   // Closes the connection (at process end); the next use opens it again.
   void close();
 
-  // Called in the child after fork(): forgets the parent's connection.
-  void forget_connection() noexcept;
+  // The same with the mutex held (around fork()).
+  void close_connection() noexcept;
   std::mutex& mutex() noexcept { return m_mutex; }
 
  private:
@@ -78,27 +86,32 @@ class Sqlite_hive final : public Hive {
   bool run(bool writing, Hive_body body, Nev_status& status);
   void run_once(bool writing, Hive_body body, Nev_status& status);
   bool open(bool create);
-  void prepare_schema(bool create);
+  bool prepare_file(bool create);
+  void prepare_schema(bool create, bool writable);
+  void report(const Hive_error& error, Nev_status& status) const;
   void validate_cache();
   void drop_cache() noexcept;
+  std::size_t cached() const noexcept;
+  void make_room() noexcept;
   void begin_read_if_needed();
   void roll_back() noexcept;
   Key_id find_child(Key_id parent, const std::u16string& fold);
 
   std::string m_path;
-  std::mutex m_mutex;
+  mutable std::mutex m_mutex;
   sqlite3* m_db = nullptr;
   std::unique_ptr<Statements> m_statements;
-  // The fork generation the connection was opened in.
-  unsigned m_generation = 0;
+  bool m_read_only = false;
   bool m_in_transaction = false;
   bool m_writing = false;
 
+  std::uint64_t m_rows_read = 0;
   std::int64_t m_data_version = -1;
   Wal_header_watch m_wal;
   std::unordered_map<std::u16string, Key_id> m_key_cache;
   std::unordered_map<Key_id, Value_list> m_value_cache;
   std::unordered_map<Key_id, std::vector<std::u16string>> m_subkey_cache;
+  std::unordered_map<Key_id, bool> m_exists_cache;
 };
 
 }  // namespace nev::detail
