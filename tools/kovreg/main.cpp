@@ -12,6 +12,7 @@
 // --hive on the hive file PATH instead of this machine's. Exit code 0 on
 // success, 1 on failure, 2 for a command line that is not understood.
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -28,6 +29,7 @@
 #include "nev/status.h"
 #include "nev/strings.h"
 #include "reg_file.h"
+#include "tree_walk.h"
 
 using namespace nev;
 
@@ -253,53 +255,39 @@ bool resolve_key(Registry& registry, const std::string& text, Key& key, Nev_stat
   return key.handle != nullptr;
 }
 
-std::u16string join(const std::u16string& path, const std::u16string& name) {
-  return path.empty() ? name : path + u"\\" + name;
-}
-
-// Calls `visit` with each subkey of `key`, in enumeration order, until it
-// answers false; false when the enumeration failed or a visit said stop.
-template <class Visit>
-bool for_each_subkey(const Key& key, Nev_status& status, Visit visit) {
-  Nev_object_vector<std::u16string> subkeys;
-  nev_enum_reg_keys(key.handle, key.path, u"", subkeys, status);
-  if (!status.ok()) return false;
-  for (const std::u16string* subkey : subkeys) {
-    Key child = key;
-    child.path = join(key.path, *subkey);
-    if (!visit(child)) return false;
-  }
-  return true;
-}
-
 // ---- query -------------------------------------------------------------------------------
 
 // A key's full name on a line of its own, after a blank line. Built by
 // appending: g++ 12 at -O3 warns falsely (-Wrestrict) on literal + string.
-void print_key_name(const Key& key) {
+void print_key_name(const std::u16string& name) {
   std::u16string line(1, u'\n');
-  line += key.name();
+  line += name;
   line += u'\n';
   print(line);
 }
 
+// Prints the values of `key` (the one asked for, or all) and, with /s, of
+// every key below it; without /s the names of its subkeys follow.
 bool query_tree(const Key& key, const Options& options, const std::u16string& value_name, bool& found,
                 Nev_status& status) {
-  std::vector<Nev_reg_value> values;
-  nev_enum_reg_values(key.handle, key.path, values, status);
-  if (!status.ok()) return false;
   const bool one_value = options.has_value_name || options.default_value;
-  bool header = false;
-  for (const Nev_reg_value& value : values) {
-    if (one_value && !nev_string_equal_nc(value.name, value_name)) continue;
-    if (!header) print_key_name(key);
-    header = true;
-    found = true;
-    print_value(value);
-  }
-  return for_each_subkey(key, status, [&](const Key& child) {
-    if (options.recursive) return query_tree(child, options, value_name, found, status);
-    if (!one_value) print_key_name(child);
+  const std::size_t depth = options.recursive ? SIZE_MAX : 1;
+  return kovreg::walk_tree(key.handle, key.path, key.name(), depth, status, [&](const kovreg::Walked_key& walked) {
+    if (!options.recursive && walked.depth == 1) {
+      if (!one_value) print_key_name(walked.name);
+      return true;
+    }
+    std::vector<Nev_reg_value> values;
+    nev_enum_reg_values(walked.handle, u"", values, status);
+    if (!status.ok()) return false;
+    bool header = false;
+    for (const Nev_reg_value& value : values) {
+      if (one_value && !nev_string_equal_nc(value.name, value_name)) continue;
+      if (!header) print_key_name(walked.name);
+      header = true;
+      found = true;
+      print_value(value);
+    }
     return true;
   });
 }
@@ -314,7 +302,7 @@ int query(Registry& registry, const Options& options) {
     Nev_reg_value value;
     nev_get_reg_value(key.handle, key.path, value_name, value, status);
     if (!status.ok()) return report(status);
-    print_key_name(key);
+    print_key_name(key.name());
     print_value(value);
     return 0;
   }
@@ -524,12 +512,14 @@ int import(Registry& registry, const Options& options) {
 }
 
 bool gather(const Key& key, std::vector<kovreg::Export_key>& keys, Nev_status& status) {
-  kovreg::Export_key entry;
-  entry.name = key.name();
-  nev_enum_reg_values(key.handle, key.path, entry.values, status);
-  if (!status.ok()) return false;
-  keys.push_back(std::move(entry));
-  return for_each_subkey(key, status, [&](const Key& child) { return gather(child, keys, status); });
+  return kovreg::walk_tree(key.handle, key.path, key.name(), SIZE_MAX, status, [&](const kovreg::Walked_key& walked) {
+    kovreg::Export_key entry;
+    entry.name = walked.name;
+    nev_enum_reg_values(walked.handle, u"", entry.values, status);
+    if (!status.ok()) return false;
+    keys.push_back(std::move(entry));
+    return true;
+  });
 }
 
 int export_key(Registry& registry, const Options& options) {
