@@ -1,16 +1,19 @@
 // The SQLite hive: one database file holding the keys and values of one
 // machine's registry.
 //
-// Layout of the file:
-//   reg_key(id, parent, name, fold)   one row per key; the five predefined
-//       roots are the rows 1 to 5 with parent 0. `name` is the key name as
-//       given (UTF-16LE), `fold` the name upper-cased by nev_to_upper and
-//       stored big-endian, so that the byte order of `fold` is the
-//       case-insensitive order of names: (parent, fold) is unique and
+// Layout of the file (format 2, in PRAGMA user_version):
+//   reg_key(id, parent, name, fold)   one row per key; `id` is
+//       AUTOINCREMENT, so the id of a deleted key is never given again; the
+//       five predefined roots are the rows 1 to 5 with parent 0. `name` is
+//       the key name as given (UTF-16LE), `fold` the name upper-cased by
+//       nev_to_upper and stored big-endian, so that the byte order of `fold`
+//       is the case-insensitive order of names: (parent, fold) is unique and
 //       ORDER BY fold lists subkeys in that order.
 //   reg_value(key, fold, seq, name, type, data)   one row per value; `seq`
 //       grows with each new value of a key and gives the creation order,
 //       `data` the raw bytes (strings as UTF-16LE with their NUL).
+// A file of format 1 (ids could be given again) is carried over by the
+// first connection that may write it.
 //
 // A process keeps one connection per hive file, opened on first use and kept
 // open; a mutex serialises its use between threads. Every connection is
@@ -19,18 +22,21 @@
 // use. Statements are prepared once.
 //
 // Before a connection is opened the hive file and its folder must be
-// trusted (trust.h); missing folders are created 0700 and the file 0600.
-// A hive this user may read but not write is opened for reading only. The file is in WAL mode with a busy timeout, so readers and
-// writers of several processes proceed together; a transaction that still
-// meets a busy hive is retried whole. Each read runs in at most one
-// transaction, each write in exactly one.
+// trusted (trust.h); missing folders are created 0700 and the file 0600. A
+// hive this user may read but not write is opened for reading only. The file
+// is in WAL mode with a busy timeout, so readers and writers of several
+// processes proceed together, and its -wal and -shm files persist so that
+// such readers can read it; a transaction that still meets a busy hive is
+// retried whole. Each read runs in at most one transaction, each write in
+// exactly one.
 //
 // Reads are served from a cache of key ids, value lists, subkey lists and
-// whether keys exist, 4096 entries at most together. It is dropped whenever `PRAGMA data_version` shows a commit by another
-// connection and after every write of this one, so it never answers with
-// data older than the last commit seen. That check is skipped while the WAL
-// index header in shared memory is unchanged since the last one (see
-// wal_header.h), so a warm read takes no lock at all.
+// whether keys exist, 4096 entries at most together (an insertion that would
+// pass that drops them all). It is dropped whenever `PRAGMA data_version`
+// shows a commit by another connection and after every write of this one, so
+// it never answers with data older than the last commit seen. That check is
+// skipped while the WAL index header in shared memory is unchanged since the
+// last one (see wal_header.h), so a warm read takes no lock at all.
 #pragma once
 
 #include <memory>
