@@ -46,6 +46,13 @@ class Hive_capture : public platform::Platform_wrapper {
   int environment_reads = 0;
 };
 
+// The counters of `hive`. The hive's class is internal to the foundation and
+// its type information is not exported, so the sanitizer's check of the
+// dynamic type of the object cannot be made from here.
+__attribute__((no_sanitize("undefined"))) detail::Hive_counters counters_of(detail::Hive& hive) {
+  return hive.counters();
+}
+
 std::u16string numbered(const char16_t* prefix, int number) { return prefix + nev_from_utf8(std::to_string(number)); }
 
 // A path of `levels` keys named "L".
@@ -198,7 +205,7 @@ TEST_F(Hive_test, AUserWithoutHomeOrHiveVariableHasNoHive) {
 }
 
 TEST_F(Hive_test, ReadCachesStayWithinTheirLimitAndCallsReadNoEnvironment) {
-  constexpr int KEYS = 5000;
+  constexpr int KEYS = 2000;  // four cache entries each: twice the limit
   Hive_capture capture;
   std::vector<Nev_reg_change> changes;
   for (int i = 0; i < KEYS; ++i) changes.push_back(set_change(numbered(u"Many\\K", i), u"v", 1));
@@ -216,7 +223,7 @@ TEST_F(Hive_test, ReadCachesStayWithinTheirLimitAndCallsReadNoEnvironment) {
     std::vector<Nev_reg_value> values;
     nev_enum_reg_values(HKLM, key, values, status);
     EXPECT_EQ(values.size(), 1u);
-    most = std::max(most, capture.hive->counters().cached);
+    most = std::max(most, counters_of(*capture.hive).cached);
   }
   EXPECT_GT(most, 100u);
   EXPECT_LE(most, 4096u);
@@ -231,9 +238,9 @@ TEST_F(Hive_test, ReadingOneValueReadsOneRowNotTheKeysOthers) {
   Nev_status status;
   nev_apply_reg_changes(changes, status);
   ASSERT_STATUS_OK(status);
-  const std::uint64_t before = capture.hive->counters().rows_read;
+  const std::uint64_t before = counters_of(*capture.hive).rows_read;
   for (int i = 0; i < VALUES; i += 30) EXPECT_EQ(number_of(u"Wide", numbered(u"v", i)), static_cast<std::uint32_t>(i));
-  EXPECT_LE(capture.hive->counters().rows_read - before, 3u * (VALUES / 30));
+  EXPECT_LE(counters_of(*capture.hive).rows_read - before, 3u * (VALUES / 30));
 }
 
 TEST_F(Hive_test, AHandleToADeletedKeyFailsAndNeverReachesAnotherKey) {
