@@ -24,6 +24,10 @@ constexpr std::uint32_t NEV_E_MESSAGE_FILE = 0xC200000F;        // %1 file, %2 r
 constexpr std::uint32_t NEV_E_MESSAGE_LINE = 0xC2000010;        // %1 file, %2 line number, %3 line
 constexpr std::uint32_t NEV_E_INVALID_ARGUMENT = 0xC2000011;    // %1 operation
 constexpr std::uint32_t NEV_E_REG_KEY_CREATE = 0xC2000012;      // %1 key, %2 reason
+constexpr std::uint32_t NEV_E_UNTRUSTED_FILE = 0xC2000014;      // %1 file, %2 reason
+constexpr std::uint32_t NEV_E_REG_PATH_TOO_DEEP = 0xC2000015;   // %1 path (its start), %2 levels, %3 limit
+constexpr std::uint32_t NEV_E_REG_VALUE_TOO_LARGE = 0xC2000016; // %1 key, %2 value name, %3 bytes, %4 limit
+constexpr std::uint32_t NEV_E_REG_KEY_DELETED = 0xC2000017;     // %1 key
 constexpr std::uint32_t NEV_E_REG_FILE_LINE = 0xC2000018;       // %1 .reg file, %2 line number, %3 reason
 constexpr std::uint32_t NEV_END_OF_STREAM = 0xC2000019;         // the end of a stream
 

@@ -13,7 +13,15 @@
 // - value types keep their Windows numbers (NEV_REG_SZ ...), string data is
 //   UTF-16LE with its terminating NUL, a NEV_REG_DWORD is 4 bytes
 //   little-endian;
-// - key names are at most 255 units, value names at most 16,383.
+// - key names are at most 255 units, value names at most 16,383, and a path
+//   at most 512 key names deep (NEV_E_REG_PATH_TOO_DEEP); a value larger
+//   than the hive can hold is refused (NEV_E_REG_VALUE_TOO_LARGE);
+// - a handle from nev_reg_open_key whose key is deleted stays dead, even when
+//   a key of that name is created again: calls through it fail with
+//   NEV_E_REG_KEY_DELETED (or NEV_ERROR_KEY_DELETED).
+// On Linux a hive, and its folder, must be owned by the effective user or
+// root and not writable by group or others, or it is refused
+// (NEV_E_UNTRUSTED_FILE under NEV_E_REG_HIVE).
 // Several processes may read and write one hive at once; each write is one
 // transaction; nev_apply_reg_changes makes several changes one transaction.
 //
@@ -65,6 +73,7 @@ enum : long {
   NEV_ERROR_INVALID_PARAMETER = 87,
   NEV_ERROR_MORE_DATA = 234,
   NEV_ERROR_NO_MORE_ITEMS = 259,
+  NEV_ERROR_KEY_DELETED = 1018,
 };
 
 // Access right to read values, for nev_reg_open_key.
@@ -202,7 +211,8 @@ NEV_EXPORT void nev_apply_reg_changes(const std::vector<Nev_reg_change>& changes
 // and return their result codes (NEV_ERROR_...), not a status.
 
 // Opens root\path for reading values; `options` is 0, `access` includes
-// NEV_KEY_QUERY_VALUE. NEV_ERROR_FILE_NOT_FOUND for a missing key.
+// NEV_KEY_QUERY_VALUE. NEV_ERROR_FILE_NOT_FOUND for a missing key,
+// NEV_ERROR_KEY_DELETED when `root` is an open key that was deleted.
 NEV_EXPORT long nev_reg_open_key(Nev_hkey root, const std::u16string& path, std::uint32_t options,
                                  std::uint32_t access, Nev_hkey* key);
 // The value at `index` (creation order). `name_count` holds the capacity of
@@ -214,7 +224,8 @@ NEV_EXPORT long nev_reg_open_key(Nev_hkey root, const std::u16string& path, std:
 //     name_count = its length without NUL, data_count = bytes needed;
 //   both fit: NEV_ERROR_SUCCESS, both written, name_count = name length,
 //     data_count = bytes written (a string's NUL included);
-//   index past the last value: NEV_ERROR_NO_MORE_ITEMS, nothing changed.
+//   index past the last value: NEV_ERROR_NO_MORE_ITEMS, nothing changed;
+//   the key deleted since it was opened: NEV_ERROR_KEY_DELETED.
 NEV_EXPORT long nev_reg_enum_value(Nev_hkey key, std::uint32_t index, char16_t* name, std::uint32_t* name_count,
                                    std::uint32_t* reserved, std::uint32_t* type, std::uint8_t* data,
                                    std::uint32_t* data_count);

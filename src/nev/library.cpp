@@ -37,6 +37,14 @@ void* nev_lookup_function(Nev_library library, const std::string& name, Nev_stat
   return address;
 }
 
+void nev_check_library(const std::u16string& path, Nev_status& status) {
+  status.clear();
+  std::u16string reason;
+  if (!platform::current().library_trusted(path, reason)) {
+    status.assign(NEV_E_UNTRUSTED_FILE, Nev_wstring_status_arg(path), Nev_wstring_status_arg(reason));
+  }
+}
+
 void nev_unload_library(Nev_library library, Nev_status& status) {
   status.clear();
   std::u16string reason = NO_LIBRARY;

@@ -104,6 +104,11 @@ class NEV_EXPORT Platform {
   virtual void* library_symbol(void* library, const std::string& name, std::u16string& reason) = 0;
   // Unloads `library`; false with `reason` filled on failure.
   virtual bool library_unload(void* library, std::u16string& reason) = 0;
+  // Whether the library at `path` may be loaded as a plug-in: the path is
+  // absolute, and neither the file nor its folder can be changed by anybody
+  // but the effective user or the system. False with `reason` (naming the
+  // file and why) otherwise.
+  virtual bool library_trusted(const std::u16string& path, std::u16string& reason) = 0;
 
   // ---- environment, threads, console ---------------------------------------
 
@@ -185,6 +190,9 @@ class NEV_EXPORT Platform_wrapper : public Platform {
   }
   bool library_unload(void* library, std::u16string& reason) override {
     return m_target.library_unload(library, reason);
+  }
+  bool library_trusted(const std::u16string& path, std::u16string& reason) override {
+    return m_target.library_trusted(path, reason);
   }
   bool environment_variable(const std::u16string& name, std::u16string& value) override {
     return m_target.environment_variable(name, value);

@@ -3,6 +3,7 @@
 // layer shares.
 #include "nev/registry.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -144,14 +145,23 @@ bool check_length(const std::u16string& name, std::size_t limit, Nev_status& sta
 
 bool reg_check_key_path(const std::u16string& path, Nev_status& status) {
   status.clear();
+  std::size_t levels = 0;
   std::size_t start = 0;
   while (start <= path.size()) {
     std::size_t end = path.find(u'\\', start);
     if (end == std::u16string::npos) end = path.size();
     if (end - start > NEV_REG_MAX_KEY_NAME) return check_length(path.substr(start, end - start), NEV_REG_MAX_KEY_NAME, status);
+    if (end > start) ++levels;
     start = end + 1;
   }
-  return true;
+  if (levels <= REG_MAX_DEPTH) return true;
+  // The message shows the start of the path: the whole may be very long.
+  constexpr std::size_t SHOWN = 200;
+  const std::u16string shown = path.size() <= SHOWN ? path : path.substr(0, SHOWN) + u"...";
+  status.assign(NEV_E_REG_PATH_TOO_DEEP, Nev_wstring_status_arg(shown),
+                Nev_uint_status_arg(static_cast<unsigned>(std::min<std::size_t>(levels, UINT32_MAX)), true),
+                Nev_uint_status_arg(static_cast<unsigned>(REG_MAX_DEPTH), true));
+  return false;
 }
 
 bool reg_check_value_name(const std::u16string& name, Nev_status& status) {

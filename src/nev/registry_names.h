@@ -13,6 +13,9 @@
 
 namespace nev::detail {
 
+// The most levels a key path may have below its root, as on Windows.
+constexpr std::size_t REG_MAX_DEPTH = 512;
+
 // How many predefined roots a hive holds.
 constexpr int REG_ROOT_COUNT = 5;
 
@@ -38,8 +41,9 @@ std::vector<std::u16string> reg_split_path(const std::u16string& path);
 // names are compared.
 std::u16string reg_fold(const std::u16string& text);
 
-// Clears `status` and checks every key name of `path` against the limit;
-// false with NEV_E_REG_NAME_TOO_LONG when one is too long.
+// Clears `status` and checks every key name of `path` against the limit
+// and the number of names against REG_MAX_DEPTH; false with
+// NEV_E_REG_NAME_TOO_LONG or NEV_E_REG_PATH_TOO_DEEP.
 bool reg_check_key_path(const std::u16string& path, Nev_status& status);
 // The same for one value name.
 bool reg_check_value_name(const std::u16string& name, Nev_status& status);

@@ -55,6 +55,9 @@ nev::Nev_library cached_library(const std::u16string& plugin_name, const std::u1
   if (!status.ok()) return nullptr;
   kov_plugin_check_version(plugin_name, PLUGIN_LIBRARY_VERSION, library_version, status);
   if (!status.ok()) return nullptr;
+  // Only an absolute path to a library that nobody else can change is loaded.
+  nev::nev_check_library(path, status);
+  if (!status.ok()) return nullptr;
   nev::Nev_library library = nev::nev_load_library(path, status);
   if (!status.ok()) return nullptr;
   detail::library_cache.emplace(path, library);

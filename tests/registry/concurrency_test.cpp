@@ -1,5 +1,6 @@
 // Several processes and threads on one hive, and a writer that dies in the
 // middle of its work.
+#include <fcntl.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
@@ -181,3 +182,65 @@ TEST_F(Hive_test, ThreadsShareOneConnection) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(failures, std::vector<int>(THREADS, 0));
 }
+
+#ifdef KOVREG_PATH
+// A process that wrote, forked and exited leaves a child whose connection
+// must hold real locks of its own: otherwise another process that closes
+// last folds the WAL away and deletes it under the child's writes.
+TEST_F(Hive_test, AChildOfAnExitedWriterKeepsEveryWriteBesideOtherProcesses) {
+  constexpr int CHILD_WRITES = 400;
+  constexpr int TOOL_WRITES = 60;
+  int done[2];
+  ASSERT_EQ(::pipe(done), 0);
+  // This process never opens the hive: the writer that forks is a child.
+  const pid_t parent = spawn([&] {
+    ::close(done[0]);
+    put(u"Fork", u"parent", 1u);
+    const pid_t writer = ::getpid();
+    if (::fork() == 0) {
+      while (::getppid() == writer) ::usleep(1000);  // the parent has exited
+      Nev_status own;
+      int failures = 0;
+      for (int i = 0; i < CHILD_WRITES; ++i) {
+        nev_set_reg_uint_value(HKLM, u"Fork", u"", number_name(i), i, own);
+        failures += own.ok() ? 0 : 1;
+        ::usleep(2000);
+      }
+      const char result = failures == 0 ? 'y' : 'n';
+      ::_exit(::write(done[1], &result, 1) == 1 ? 0 : 1);
+    }
+    return 0;
+  });
+  ::close(done[1]);
+  ASSERT_EQ(exit_code(parent), 0);
+  std::vector<pid_t> tools;
+  for (int i = 0; i < TOOL_WRITES; ++i) {
+    const std::string name = "t" + std::to_string(i);
+    const pid_t tool = ::fork();
+    if (tool == 0) {
+      const int null = ::open("/dev/null", O_WRONLY);
+      ::dup2(null, 1);
+      ::execl(KOVREG_PATH, KOVREG_PATH, "add", "HKLM\\Fork", "/v", name.c_str(), "/d", "x", "/f", nullptr);
+      ::_exit(127);
+    }
+    tools.push_back(tool);
+    if (tools.size() == 4) {
+      for (const pid_t t : tools) EXPECT_EQ(exit_code(t), 0);
+      tools.clear();
+    }
+  }
+  for (const pid_t t : tools) EXPECT_EQ(exit_code(t), 0);
+  char result = 0;
+  EXPECT_EQ(::read(done[0], &result, 1), 1);
+  ::close(done[0]);
+  EXPECT_EQ(result, 'y');
+
+  // A fresh process (this one never opened the hive) finds every value.
+  std::vector<Nev_reg_value> values;
+  Nev_status status;
+  nev_enum_reg_values(HKLM, u"Fork", values, status);
+  ASSERT_STATUS_OK(status);
+  EXPECT_EQ(values.size(), static_cast<std::size_t>(1 + CHILD_WRITES + TOOL_WRITES));
+  EXPECT_EQ(integrity_of(hive()), "ok");
+}
+#endif

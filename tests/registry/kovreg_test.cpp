@@ -387,3 +387,31 @@ TEST_F(Hive_test, KovregHelpWarnsAboutUtf8ForTheWindowsEditor) {
   EXPECT_NE(outcome.output.find("reads such a file in its ANSI code page and silently corrupts"), std::string::npos)
       << outcome.output;
 }
+
+TEST_F(Hive_test, KovregWalksTheDeepestTreeAndRefusesDeeperFiles) {
+  // 512 levels are the most a path may have; the walks reach every level.
+  std::string path = "HKEY_LOCAL_MACHINE\\Deep";
+  for (int level = 2; level <= 512; ++level) path += "\\L";
+  std::string file = "Windows Registry Editor Version 5.00\r\n\r\n[" + path + "]\r\n\"end\"=dword:00000001\r\n";
+  write_file(folder() + "/deep.reg", file);
+  Outcome outcome = kovreg("import " + folder() + "/deep.reg");
+  ASSERT_EQ(outcome.code, 0) << outcome.output.substr(0, 400);
+  outcome = kovreg("query HKLM\\Deep /s");
+  EXPECT_EQ(outcome.code, 0) << outcome.output.substr(0, 400);
+  EXPECT_NE(outcome.output.find(path + "\n    end    REG_DWORD    0x1"), std::string::npos);
+  outcome = kovreg("export HKLM\\Deep " + folder() + "/out.reg --utf8 /y");
+  ASSERT_EQ(outcome.code, 0) << outcome.output.substr(0, 400);
+  std::ifstream written(folder() + "/out.reg", std::ios::binary);
+  const std::string bytes(std::istreambuf_iterator<char>(written), {});
+  EXPECT_NE(bytes.find("[" + path + "]\r\n\"end\"=dword:00000001"), std::string::npos);
+
+  // One level more is refused, whole, with the depth and the limit.
+  file = "Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Shallow]\r\n\"a\"=dword:1\r\n\r\n[" + path +
+         "\\L]\r\n\"end\"=dword:00000001\r\n";
+  write_file(folder() + "/deeper.reg", file);
+  outcome = kovreg("import " + folder() + "/deeper.reg");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_NE(outcome.output.find("is 513 levels deep, where at most 512 are allowed"), std::string::npos)
+      << outcome.output.substr(0, 400);
+  EXPECT_EQ(kovreg("query HKLM\\Shallow").code, 1);
+}

@@ -4,6 +4,7 @@
 //   kovplug create PLUGIN TYPE [--interface V] [--implementation V]
 //   kovplug register PLUGIN TYPE LIBRARY [--display-name T] [--interface V]
 //                    [--implementation V] [--library-version V]
+//                    (LIBRARY is stored as its canonical absolute path)
 //   kovplug unregister PLUGIN [TYPE]
 //
 // TYPE is a type identifier in braces; versions are written major.minor (a
@@ -13,11 +14,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "kov/plugin.h"
+#include "nev/codes.h"
 #include "nev/registry.h"
 #include "nev/status.h"
 #include "nev/strings.h"
@@ -163,9 +166,18 @@ int register_plugin(const Arguments& args) {
     numbers.emplace_back(u"InterfaceVersion", version_option(args, "--interface", 0));
   if (args.options.count("--implementation"))
     numbers.emplace_back(u"ImplementationVersion", version_option(args, "--implementation", 0));
+  // The library is stored by its canonical absolute path: creation loads
+  // nothing by a relative one.
+  std::error_code error;
+  const std::filesystem::path library = std::filesystem::canonical(args.positional[2], error);
   nev::Nev_status status;
+  if (error) {
+    status.assign(nev::NEV_E_FILE_OPEN, nev::Nev_wstring_status_arg(nev::nev_from_utf8(args.positional[2])),
+                  nev::Nev_wstring_status_arg(nev::nev_from_utf8(error.message())));
+    return fail(status);
+  }
   nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", u"ImagePath",
-                                nev::nev_from_utf8(args.positional[2]), status);
+                                nev::nev_from_utf8(library.string()), status);
   if (status.ok() && args.options.count("--display-name"))
     nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", u"DisplayName",
                                   nev::nev_from_utf8(args.options.at("--display-name")), status);

@@ -1,5 +1,6 @@
 // kovreg export: writes a key with everything below it as a .reg file.
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -10,6 +11,7 @@
 #include "nev/status.h"
 #include "nev/strings.h"
 #include "tool.h"
+#include "tree_walk.h"
 
 using namespace nev;
 
@@ -18,12 +20,14 @@ namespace kovreg {
 namespace {
 
 bool gather(const Key& key, std::vector<Export_key>& keys, Nev_status& status) {
-  Export_key entry;
-  entry.name = key.name();
-  nev_enum_reg_values(key.handle, key.path, entry.values, status);
-  if (!status.ok()) return false;
-  keys.push_back(std::move(entry));
-  return for_each_subkey(key, status, [&](const Key& child) { return gather(child, keys, status); });
+  return walk_tree(key.handle, key.path, key.name(), SIZE_MAX, status, [&](const Walked_key& walked) {
+    Export_key entry;
+    entry.name = walked.name;
+    nev_enum_reg_values(walked.handle, u"", entry.values, status);
+    if (!status.ok()) return false;
+    keys.push_back(std::move(entry));
+    return true;
+  });
 }
 
 bool write_file(const std::string& path, const std::string& bytes, Nev_status& status) {

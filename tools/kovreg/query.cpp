@@ -1,4 +1,5 @@
 // kovreg query: prints keys and values.
+#include <cstdint>
 #include <vector>
 
 #include "nev/codes.h"
@@ -6,6 +7,7 @@
 #include "nev/status.h"
 #include "nev/strings.h"
 #include "tool.h"
+#include "tree_walk.h"
 
 using namespace nev;
 
@@ -15,30 +17,35 @@ namespace {
 
 // A key's full name on a line of its own, after a blank line. Built by
 // appending: g++ 12 at -O3 warns falsely (-Wrestrict) on literal + string.
-void print_key_name(const Key& key) {
+void print_key_name(const std::u16string& name) {
   std::u16string line(1, u'\n');
-  line += key.name();
+  line += name;
   line += u'\n';
   print(line);
 }
 
+// Prints the values of `key` (the one asked for, or all) and, with /s, of
+// every key below it; without /s the names of its subkeys follow.
 bool query_tree(const Key& key, const Options& options, const std::u16string& value_name, bool& found,
                 Nev_status& status) {
-  std::vector<Nev_reg_value> values;
-  nev_enum_reg_values(key.handle, key.path, values, status);
-  if (!status.ok()) return false;
   const bool one_value = options.has_value_name || options.default_value;
-  bool header = false;
-  for (const Nev_reg_value& value : values) {
-    if (one_value && !nev_string_equal_nc(value.name, value_name)) continue;
-    if (!header) print_key_name(key);
-    header = true;
-    found = true;
-    print_value(value);
-  }
-  return for_each_subkey(key, status, [&](const Key& child) {
-    if (options.recursive) return query_tree(child, options, value_name, found, status);
-    if (!one_value) print_key_name(child);
+  const std::size_t depth = options.recursive ? SIZE_MAX : 1;
+  return walk_tree(key.handle, key.path, key.name(), depth, status, [&](const Walked_key& walked) {
+    if (!options.recursive && walked.depth == 1) {
+      if (!one_value) print_key_name(walked.name);
+      return true;
+    }
+    std::vector<Nev_reg_value> values;
+    nev_enum_reg_values(walked.handle, u"", values, status);
+    if (!status.ok()) return false;
+    bool header = false;
+    for (const Nev_reg_value& value : values) {
+      if (one_value && !nev_string_equal_nc(value.name, value_name)) continue;
+      if (!header) print_key_name(walked.name);
+      header = true;
+      found = true;
+      print_value(value);
+    }
     return true;
   });
 }
@@ -55,7 +62,7 @@ int query(Registry& registry, const Options& options) {
     Nev_reg_value value;
     nev_get_reg_value(key.handle, key.path, value_name, value, status);
     if (!status.ok()) return report(status);
-    print_key_name(key);
+    print_key_name(key.name());
     print_value(value);
     return 0;
   }

@@ -111,8 +111,4 @@ bool resolve_key(Registry& registry, const std::string& text, Key& key, Nev_stat
   return key.handle != nullptr;
 }
 
-std::u16string join(const std::u16string& path, const std::u16string& name) {
-  return path.empty() ? name : path + u"\\" + name;
-}
-
 }  // namespace kovreg

@@ -57,24 +57,6 @@ struct Key {
 // Finds the root of the key named by `text`; false with the reason in `status`.
 bool resolve_key(Registry& registry, const std::string& text, Key& key, nev::Nev_status& status);
 
-// "path\name", or `name` alone below a root.
-std::u16string join(const std::u16string& path, const std::u16string& name);
-
-// Calls `visit` with each subkey of `key`, in enumeration order, until it
-// answers false; false when the enumeration failed or a visit said stop.
-template <class Visit>
-bool for_each_subkey(const Key& key, nev::Nev_status& status, Visit visit) {
-  nev::Nev_object_vector<std::u16string> subkeys;
-  nev::nev_enum_reg_keys(key.handle, key.path, u"", subkeys, status);
-  if (!status.ok()) return false;
-  for (const std::u16string* subkey : subkeys) {
-    Key child = key;
-    child.path = join(key.path, *subkey);
-    if (!visit(child)) return false;
-  }
-  return true;
-}
-
 // The commands; each gives the exit code and throws Usage_error for
 // operands it does not take.
 int query(Registry& registry, const Options& options);

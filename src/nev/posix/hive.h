@@ -9,7 +9,8 @@
 //   when the body's status is still good.
 //
 // Keys are named by ids that the hive gives out; an id names one key for as
-// long as the key lives.
+// long as the key lives, and is never given to another key afterwards, so a
+// handle that holds the id of a deleted key finds it gone (key_exists).
 //
 // The operations between "inside read or write" may be used only inside the
 // body of `read` or `write` of the same hive. A hive object is shared by every
@@ -57,11 +58,21 @@ class Hive_body {
   void (*m_call)(void*);
 };
 
+// What a hive has done and holds, for tests and measurements: the entries
+// of its read caches, and the rows (or records) it has read from its store.
+struct Hive_counters {
+  std::size_t cached = 0;
+  std::uint64_t rows_read = 0;
+};
+
 class Hive {
  public:
   // Inline, so that the class has no key function: a test in another module
   // can derive from it without the library exporting it.
   virtual ~Hive() = default;
+
+  // The counters so far; a kind that keeps none answers zeros. Any thread.
+  virtual Hive_counters counters() const noexcept { return {}; }
 
   // Where the hive lies, as its location names it (for messages).
   virtual const std::string& location() const noexcept = 0;
@@ -85,12 +96,17 @@ class Hive {
   // Whether the key `key` still exists (a handle's key may have been
   // deleted since the handle was made).
   virtual bool key_exists(Key_id key) = 0;
-  // The values of `key`, in creation order.
+  // The values of `key`, in creation order. The reference stays valid until
+  // the next call on the hive.
   virtual const Value_list& values(Key_id key) = 0;
-  // The names of the subkeys of `key`, in case-insensitive order.
+  // The names of the subkeys of `key`, in case-insensitive order; valid
+  // until the next call on the hive.
   virtual const std::vector<std::u16string>& subkeys(Key_id key) = 0;
 
   // ---- inside write --------------------------------------------------------
+  // The most data bytes a value named `name` can hold in this hive; a
+  // larger one is refused before it is written. Unbounded by default.
+  virtual std::size_t value_capacity(const std::u16string& /*name*/) const noexcept { return SIZE_MAX; }
   // The key at `path` below `base`, created with every missing key on its way.
   virtual Key_id create_key(Key_id base, const std::u16string& path) = 0;
   // Writes `value` in `key`; an existing value of that name keeps its place

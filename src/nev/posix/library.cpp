@@ -6,6 +6,7 @@
 
 #include "nev/posix/posix_platform.h"
 #include "nev/posix/error_text.h"
+#include "nev/posix/trust.h"
 #include "nev/strings.h"
 
 namespace nev::platform {
@@ -46,6 +47,13 @@ bool Posix_platform::library_unload(void* library, std::u16string& reason) {
   dlerror();
   if (dlclose(library) == 0) return true;
   reason = linker_error();
+  return false;
+}
+
+bool Posix_platform::library_trusted(const std::u16string& path, std::u16string& reason) {
+  std::string why;
+  if (is_trusted_with_folder(nev_to_utf8(path), why)) return true;
+  reason = nev_from_utf8(why);
   return false;
 }
 

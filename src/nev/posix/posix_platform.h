@@ -27,6 +27,7 @@ class Posix_platform final : public Platform {
   void* library_load(const std::u16string& path, std::u16string& reason) override;
   void* library_symbol(void* library, const std::string& name, std::u16string& reason) override;
   bool library_unload(void* library, std::u16string& reason) override;
+  bool library_trusted(const std::u16string& path, std::u16string& reason) override;
 
   bool environment_variable(const std::u16string& name, std::u16string& value) override;
   bool set_environment_variable(const std::u16string& name, const std::u16string& value) override;

@@ -79,6 +79,7 @@ bool resolve(Nev_hkey handle, Target& target, Nev_status& status) {
   target.base = object->key;
   target.root_index = object->root_index;
   target.may_query = !object->is_key || (object->access & NEV_KEY_QUERY_VALUE) != 0;
+  target.is_open_key = object->is_key;
   target.machine = object->machine;
   target.path = object->path;
   return true;

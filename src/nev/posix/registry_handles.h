@@ -30,6 +30,7 @@ struct Target {
   Key_id base = NO_KEY;
   int root_index = 0;
   bool may_query = true;
+  bool is_open_key = false;  // an open key, which may have been deleted since
   std::u16string machine;
   std::u16string path;
 

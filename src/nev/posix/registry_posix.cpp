@@ -21,14 +21,37 @@ using detail::Key_id;
 using detail::NO_KEY;
 using detail::Target;
 
-// Clears `status`, resolves `root` and checks the names; false with the
+// Clears `status`, resolves `root` and checks the names and the depth of
+// the path below the root (an open key's own path included); false with the
 // reason in `status`.
 bool prepare(Nev_hkey root, const std::u16string& path, const std::u16string* value_name, Target& target,
              Nev_status& status) {
   status.clear();
   if (!detail::resolve(root, target, status)) return false;
   if (!detail::reg_check_key_path(path, status)) return false;
+  if (!target.path.empty() && !detail::reg_check_key_path(detail::reg_join_path(target.path, path), status)) {
+    return false;
+  }
   return value_name == nullptr || detail::reg_check_value_name(*value_name, status);
+}
+
+// Inside a read or write: false, with NEV_E_REG_KEY_DELETED in `status`,
+// when `target` is an open key that has been deleted since it was opened.
+bool still_there(const Target& target, Nev_status& status) {
+  if (!target.is_open_key || target.hive->key_exists(target.base)) return true;
+  status.assign(NEV_E_REG_KEY_DELETED, Nev_wstring_status_arg(target.name_of(u"")));
+  return false;
+}
+
+// Inside a write: false, with NEV_E_REG_VALUE_TOO_LARGE in `status`, when
+// the hive cannot hold `value`.
+bool fits(const Target& target, const std::u16string& key, const Nev_reg_value& value, Nev_status& status) {
+  const std::size_t capacity = target.hive->value_capacity(value.name);
+  if (value.data.size() <= capacity) return true;
+  status.assign(NEV_E_REG_VALUE_TOO_LARGE, Nev_wstring_status_arg(target.name_of(key)),
+                Nev_wstring_status_arg(value.name), Nev_wstring_status_arg(nev_from_utf8(std::to_string(value.data.size()))),
+                Nev_wstring_status_arg(nev_from_utf8(std::to_string(capacity))));
+  return false;
 }
 
 void key_not_found(const Target& target, const std::u16string& path, Nev_status& status) {
@@ -60,6 +83,7 @@ bool with_key(Nev_hkey root, const std::u16string& path, const std::u16string* v
   Target target;
   if (!prepare(root, path, value_name, target, status)) return false;
   auto body = [&] {
+    if (!still_there(target, status)) return;
     const Key_id key = target.hive->find_key(target.base, path);
     if (key == NO_KEY) return key_not_found(target, path, status);
     use(target, key);
@@ -81,12 +105,15 @@ void read_value(Nev_hkey root, const std::u16string& path, const std::u16string&
 }
 
 void apply_change(Hive& hive, const Target& target, const Nev_reg_change& change, Nev_status& status) {
+  if (!still_there(target, status)) return;
   switch (change.kind) {
     case Nev_reg_change::CREATE_KEY:
       hive.create_key(target.base, change.key);
       return;
     case Nev_reg_change::SET_VALUE:
-      hive.put_value(hive.create_key(target.base, change.key), change.value);
+      if (fits(target, change.key, change.value, status)) {
+        hive.put_value(hive.create_key(target.base, change.key), change.value);
+      }
       return;
     case Nev_reg_change::DELETE_VALUE: {
       const Key_id key = hive.find_key(target.base, change.key);
@@ -153,7 +180,7 @@ bool nev_reg_key_exists(Nev_hkey root, const std::u16string& key, const std::u16
     Nev_status status;
     if (!prepare(root, path, nullptr, target, status)) return false;
     bool found = false;
-    auto body = [&] { found = target.hive->find_key(target.base, path) != NO_KEY; };
+    auto body = [&] { found = still_there(target, status) && target.hive->find_key(target.base, path) != NO_KEY; };
     return target.hive->read(body, status) && found;
   } catch (...) {
     return false;
@@ -174,7 +201,9 @@ void nev_enum_reg_keys(Nev_hkey root, const std::u16string& key, const std::u16s
 void nev_create_reg_key(Nev_hkey root, const std::u16string& key, Nev_status& status) {
   Target target;
   if (!prepare(root, key, nullptr, target, status)) return;
-  auto body = [&] { target.hive->create_key(target.base, key); };
+  auto body = [&] {
+    if (still_there(target, status)) target.hive->create_key(target.base, key);
+  };
   if (!target.hive->write(body, status)) {
     status.push(NEV_E_REG_KEY_CREATE, Nev_wstring_status_arg(target.name_of(key)),
                 Nev_wstring_status_arg(status.argument(0, 1)));
@@ -240,7 +269,11 @@ void nev_set_reg_value(Nev_hkey root, const std::u16string& key, const std::u16s
   value.name = value_name;
   value.type = type;
   value.data = data;
-  auto body = [&] { target.hive->put_value(target.hive->create_key(target.base, key), value); };
+  auto body = [&] {
+    if (still_there(target, status) && fits(target, key, value, status)) {
+      target.hive->put_value(target.hive->create_key(target.base, key), value);
+    }
+  };
   target.hive->write(body, status);
 }
 
@@ -300,8 +333,13 @@ long nev_reg_open_key(Nev_hkey root, const std::u16string& path, std::uint32_t /
     }
     if (!detail::reg_check_key_path(path, status)) return NEV_ERROR_FILE_NOT_FOUND;
     Key_id id = NO_KEY;
-    auto body = [&] { id = target.hive->find_key(target.base, path); };
-    if (!target.hive->read(body, status)) return NEV_ERROR_ACCESS_DENIED;
+    bool deleted = false;
+    auto body = [&] {
+      deleted = !still_there(target, status);
+      if (!deleted) id = target.hive->find_key(target.base, path);
+    };
+    if (!target.hive->read(body, status) && !deleted) return NEV_ERROR_ACCESS_DENIED;
+    if (deleted) return NEV_ERROR_KEY_DELETED;
     if (id == NO_KEY) return NEV_ERROR_FILE_NOT_FOUND;
     auto* object = new Handle_object;
     object->is_key = true;
@@ -332,9 +370,12 @@ long nev_reg_enum_value(Nev_hkey key, std::uint32_t index, char16_t* name, std::
   if (!target.may_query) return NEV_ERROR_ACCESS_DENIED;
   Nev_reg_value value;
   bool found = false;
+  bool deleted = false;
   try {
     Nev_status status;
     auto body = [&] {
+      deleted = !still_there(target, status);
+      if (deleted) return;
       const std::vector<Nev_reg_value>& values = target.hive->values(target.base).values;
       found = index < values.size();
       if (found) value = values[index];
@@ -343,6 +384,7 @@ long nev_reg_enum_value(Nev_hkey key, std::uint32_t index, char16_t* name, std::
   } catch (...) {
     return NEV_ERROR_ACCESS_DENIED;
   }
+  if (deleted) return NEV_ERROR_KEY_DELETED;
   if (!found) return NEV_ERROR_NO_MORE_ITEMS;
 
   const auto name_length = static_cast<std::uint32_t>(value.name.size());

@@ -2,11 +2,12 @@
 // sqlite_hive.h for the layout of the file.
 #include "nev/posix/sqlite_hive.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -15,6 +16,7 @@
 
 #include "nev/codes.h"
 #include "nev/posix/sqlite_statement.h"
+#include "nev/posix/trust.h"
 #include "nev/registry_names.h"
 #include "nev/strings.h"
 
@@ -23,17 +25,20 @@ namespace nev::detail {
 namespace {
 
 // The format this code writes and reads; kept in PRAGMA user_version.
-constexpr int HIVE_FORMAT = 1;
+// Format 1 could give a deleted key's id to a new key; format 2 never does.
+constexpr int HIVE_FORMAT = 2;
 // How long one statement waits for a lock held by another process.
 constexpr int BUSY_TIMEOUT_MS = 5000;
 // How often a transaction that still found the hive busy is tried again.
 constexpr int BUSY_ATTEMPTS = 12;
-// Above this many cached keys the cache starts afresh.
+// The most entries the read caches hold together; the entry that would pass
+// it starts them afresh.
 constexpr std::size_t CACHE_LIMIT = 4096;
-
-// Bumped in every child after fork(): a connection opened in an earlier
-// generation belongs to the parent and must not be used.
-std::atomic<unsigned> fork_generation{0};
+// What a value row takes beside its name and data, at most: the record
+// header and the integers.
+constexpr std::size_t ROW_OVERHEAD = 64;
+// SQLite's own limit on a row when no connection is there to ask.
+constexpr int DEFAULT_LENGTH_LIMIT = 1000000000;
 
 // Folded names as bytes, big-endian so that byte order is unit order.
 std::string folded_bytes(const std::u16string& name) {
@@ -65,23 +70,47 @@ std::u16string cache_key(Key_id base, const std::u16string& path) {
   return key;
 }
 
+// Creates the missing folders on the way to `path`, for this user alone.
 void make_parent_folders(const std::string& path) {
   for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
     const std::string folder = path.substr(0, slash);
-    if (::mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
       throw Hive_error{SQLITE_CANTOPEN, "the folder " + folder + " could not be created: " + std::strerror(errno)};
     }
   }
 }
 
+// Creates an empty hive file for this user alone, unless one is there.
+// SQLite gives the -wal and -shm files the mode of the hive file.
+void make_hive_file(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (fd >= 0) {
+    ::close(fd);
+  } else if (errno != EEXIST) {
+    throw Hive_error{SQLITE_CANTOPEN, "the file " + path + " could not be created: " + std::strerror(errno)};
+  }
+}
+
+// Throws when the file or folder at `path` is not trusted.
+void require_trusted(const std::string& path) {
+  std::string reason;
+  if (!platform::is_trusted(path, reason)) throw Hive_error{SQLITE_AUTH, reason, path};
+}
+
+// Key ids are AUTOINCREMENT: the id of a deleted key is never given again,
+// so a handle that holds it cannot reach another key.
+#define NEV_KEY_TABLE(name)                  \
+  "CREATE TABLE " name "("                   \
+  "  id INTEGER PRIMARY KEY AUTOINCREMENT,"  \
+  "  parent INTEGER NOT NULL,"               \
+  "  name BLOB NOT NULL,"                    \
+  "  fold BLOB NOT NULL);"
+#define NEV_KEY_INDEX "CREATE UNIQUE INDEX reg_key_by_parent ON reg_key(parent, fold);"
+
 const char* const SCHEMA =
-    "CREATE TABLE IF NOT EXISTS reg_key("
-    "  id INTEGER PRIMARY KEY,"
-    "  parent INTEGER NOT NULL,"
-    "  name BLOB NOT NULL,"
-    "  fold BLOB NOT NULL);"
-    "CREATE UNIQUE INDEX IF NOT EXISTS reg_key_by_parent ON reg_key(parent, fold);"
-    "CREATE TABLE IF NOT EXISTS reg_value("
+    NEV_KEY_TABLE("reg_key")
+    NEV_KEY_INDEX
+    "CREATE TABLE reg_value("
     "  key INTEGER NOT NULL,"
     "  fold BLOB NOT NULL,"
     "  seq INTEGER NOT NULL,"
@@ -89,7 +118,15 @@ const char* const SCHEMA =
     "  type INTEGER NOT NULL,"
     "  data BLOB NOT NULL,"
     "  PRIMARY KEY(key, fold)) WITHOUT ROWID;"
-    "CREATE INDEX IF NOT EXISTS reg_value_by_seq ON reg_value(key, seq);";
+    "CREATE INDEX reg_value_by_seq ON reg_value(key, seq);";
+
+// Format 1 to 2: the key table again, with AUTOINCREMENT.
+const char* const MIGRATE_FROM_1 =
+    NEV_KEY_TABLE("reg_key_2")
+    "INSERT INTO reg_key_2(id, parent, name, fold) SELECT id, parent, name, fold FROM reg_key;"
+    "DROP TABLE reg_key;"
+    "ALTER TABLE reg_key_2 RENAME TO reg_key;"
+    NEV_KEY_INDEX;
 
 // The subtree of ?1, the key itself included.
 #define NEV_SUBTREE \
@@ -115,13 +152,22 @@ Hive_table& hive_table() {
   return table;
 }
 
-// fork() keeps the locks of the thread that forks and makes every connection
-// of the parent unusable in the child: all hive locks are taken around the
-// fork, and the child forgets the parent's connections.
+// A child must never use a connection of its parent, nor even open one of
+// its own beside it: SQLite keeps one table per process of the files it has
+// open and the POSIX locks it holds on them, and a child inherits that table
+// but none of the locks (they belong to the process that took them). A
+// connection the child opened would share the inherited entry, believe the
+// locks held, and take none: another process closing last would then fold
+// the WAL into the hive and delete it under the child's writes. So every
+// connection is closed before the fork, with every hive's mutex held (no
+// transaction is open), and both processes open a new one on next use.
 void before_fork() {
   Hive_table& table = hive_table();
   table.mutex.lock();
-  for (auto& entry : table.hives) entry.second->mutex().lock();
+  for (auto& entry : table.hives) {
+    entry.second->mutex().lock();
+    entry.second->close_connection();
+  }
 }
 
 void after_fork_in_parent() {
@@ -131,12 +177,8 @@ void after_fork_in_parent() {
 }
 
 void after_fork_in_child() {
-  fork_generation.fetch_add(1);
   Hive_table& table = hive_table();
-  for (auto& entry : table.hives) {
-    entry.second->forget_connection();
-    entry.second->mutex().unlock();
-  }
+  for (auto& entry : table.hives) entry.second->mutex().unlock();
   table.mutex.unlock();
 }
 
@@ -188,34 +230,41 @@ std::shared_ptr<Sqlite_hive> Sqlite_hive::at(const std::string& path) {
 
 void Sqlite_hive::close() {
   std::lock_guard<std::mutex> lock(m_mutex);
+  close_connection();
+}
+
+void Sqlite_hive::close_connection() noexcept {
   drop_cache();
   m_statements.reset();
   m_wal.forget();
   if (m_db != nullptr) sqlite3_close_v2(m_db);
   m_db = nullptr;
   m_in_transaction = false;
+  m_read_only = false;
 }
 
-void Sqlite_hive::forget_connection() noexcept {
-  // The parent's connection and statements are left as they are: closing them
-  // here could disturb the parent's locks on the file.
-  (void)m_statements.release();
-  m_wal.forget();
-  m_db = nullptr;
-  m_in_transaction = false;
-  drop_cache();
+bool Sqlite_hive::prepare_file(bool create) {
+  struct stat info {};
+  const bool exists = ::stat(m_path.c_str(), &info) == 0;
+  if (!exists && !create) return false;
+  if (!exists) make_parent_folders(m_path);
+  require_trusted(platform::folder_of(m_path));
+  if (!exists) make_hive_file(m_path);
+  require_trusted(m_path);
+  return true;
 }
 
 bool Sqlite_hive::open(bool create) {
-  if (m_db != nullptr && m_generation == fork_generation.load()) return true;
-  if (m_db != nullptr) forget_connection();
-  if (!create) {
-    struct stat info {};
-    if (::stat(m_path.c_str(), &info) != 0) return false;
-  } else {
-    make_parent_folders(m_path);
+  if (m_db != nullptr && !(create && m_read_only)) return true;
+  close_connection();  // a connection for reading only, now writing
+  if (!prepare_file(create)) return false;
+  // A hive this user may read but not write is opened for reading: the
+  // reads work, and a write fails with SQLite's reason.
+  const bool writable = ::faccessat(AT_FDCWD, m_path.c_str(), R_OK | W_OK, AT_EACCESS) == 0;
+  if (create && !writable) {
+    throw Hive_error{SQLITE_READONLY, "this user may not write the file " + m_path + ": " + std::strerror(errno)};
   }
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
+  const int flags = (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) | SQLITE_OPEN_NOMUTEX;
   sqlite3* db = nullptr;
   const int code = sqlite3_open_v2(m_path.c_str(), &db, flags, nullptr);
   if (code != SQLITE_OK) {
@@ -224,48 +273,49 @@ bool Sqlite_hive::open(bool create) {
     throw error;
   }
   m_db = db;
-  m_generation = fork_generation.load();
+  m_read_only = !writable;
   m_data_version = -1;
   m_wal.forget();
   sqlite3_busy_timeout(db, BUSY_TIMEOUT_MS);
   try {
-    execute(db, "PRAGMA journal_mode = WAL");
     // With WAL, NORMAL loses no committed transaction when a process dies;
     // only a power failure may lose the last ones, as on Windows, whose
     // registry also writes lazily.
+    if (writable) {
+      execute(db, "PRAGMA journal_mode = WAL");
+      // The -wal and -shm files stay when the last connection closes: a
+      // user who may read the hive but not create files in its folder
+      // needs them to read it.
+      int persist = 1;
+      sqlite3_file_control(db, "main", SQLITE_FCNTL_PERSIST_WAL, &persist);
+    }
     execute(db, "PRAGMA synchronous = NORMAL");
-    prepare_schema(create);
+    prepare_schema(create, writable);
   } catch (...) {
-    m_statements.reset();
-    sqlite3_close_v2(m_db);
-    m_db = nullptr;
+    close_connection();
     throw;
   }
   return m_db != nullptr;
 }
 
-void Sqlite_hive::prepare_schema(bool create) {
-  int format = 0;
-  {
-    Statement version(m_db, "PRAGMA user_version");
-    Use use(version);
-    if (use.step()) format = static_cast<int>(use.integer(0));
-  }
-  if (format > HIVE_FORMAT) {
-    throw Hive_error{SQLITE_ERROR, "the hive has format " + std::to_string(format) + ", newer than format " +
-                                       std::to_string(HIVE_FORMAT) + " that this library reads"};
-  }
-  if (format == 0) {
-    if (!create) {
-      // Still being set up by its creator: it reads as empty until then.
-      sqlite3_close_v2(m_db);
-      m_db = nullptr;
-      return;
-    }
-    execute(m_db, "BEGIN IMMEDIATE");
-    try {
-      execute(m_db, SCHEMA);
-      Statement insert(m_db, "INSERT OR IGNORE INTO reg_key(id, parent, name, fold) VALUES (?1, 0, ?2, ?3)");
+namespace {
+
+int hive_format(sqlite3* db) {
+  Statement version(db, "PRAGMA user_version");
+  Use use(version);
+  return use.step() ? static_cast<int>(use.integer(0)) : 0;
+}
+
+// Sets up a new hive, or carries an older format over, in one transaction;
+// another process may be doing the same, so the format is read again
+// inside it.
+void set_up_format(sqlite3* db) {
+  execute(db, "BEGIN IMMEDIATE");
+  try {
+    const int format = hive_format(db);
+    if (format == 0) {
+      execute(db, SCHEMA);
+      Statement insert(db, "INSERT INTO reg_key(id, parent, name, fold) VALUES (?1, 0, ?2, ?3)");
       for (int index = 0; index < REG_ROOT_COUNT; ++index) {
         Use use(insert);
         use.bind(1, root_key_id(index))
@@ -273,13 +323,32 @@ void Sqlite_hive::prepare_schema(bool create) {
             .bind(3, folded_bytes(reg_root_name(index)))
             .run();
       }
-      execute(m_db, ("PRAGMA user_version = " + std::to_string(HIVE_FORMAT)).c_str());
-      execute(m_db, "COMMIT");
-    } catch (...) {
-      sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
-      throw;
+    } else if (format == 1) {
+      execute(db, MIGRATE_FROM_1);
     }
+    if (format < HIVE_FORMAT) execute(db, ("PRAGMA user_version = " + std::to_string(HIVE_FORMAT)).c_str());
+    execute(db, "COMMIT");
+  } catch (...) {
+    sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw;
   }
+}
+
+}  // namespace
+
+void Sqlite_hive::prepare_schema(bool create, bool writable) {
+  const int format = hive_format(m_db);
+  if (format > HIVE_FORMAT) {
+    throw Hive_error{SQLITE_ERROR, "the hive has format " + std::to_string(format) + ", newer than format " +
+                                       std::to_string(HIVE_FORMAT) + " that this library reads"};
+  }
+  if (format == 0 && !create) {
+    // Still being set up by its creator: it reads as empty until then.
+    close_connection();
+    return;
+  }
+  // A reader that may not write reads format 1 as it is.
+  if (format < HIVE_FORMAT && writable) set_up_format(m_db);
   m_statements = std::make_unique<Statements>(m_db);
 }
 
@@ -303,8 +372,7 @@ bool Sqlite_hive::run(bool writing, Hive_body body, Nev_status& status) {
         std::this_thread::sleep_for(std::chrono::milliseconds(attempt * 10));
         continue;
       }
-      status.assign(NEV_E_REG_HIVE, Nev_wstring_status_arg(nev_from_utf8(m_path)),
-                    Nev_wstring_status_arg(nev_from_utf8(error.reason)));
+      report(error, status);
       return false;
     } catch (...) {
       roll_back();
@@ -312,6 +380,19 @@ bool Sqlite_hive::run(bool writing, Hive_body body, Nev_status& status) {
       throw;
     }
   }
+}
+
+void Sqlite_hive::report(const Hive_error& error, Nev_status& status) const {
+  status.clear();
+  if (!error.file.empty()) {
+    status.assign(NEV_E_UNTRUSTED_FILE, Nev_wstring_status_arg(nev_from_utf8(error.file)),
+                  Nev_wstring_status_arg(nev_from_utf8(error.reason)));
+    status.push(NEV_E_REG_HIVE, Nev_wstring_status_arg(nev_from_utf8(m_path)),
+                Nev_wstring_status_arg(nev_from_utf8(error.reason)));
+    return;
+  }
+  status.assign(NEV_E_REG_HIVE, Nev_wstring_status_arg(nev_from_utf8(m_path)),
+                Nev_wstring_status_arg(nev_from_utf8(error.reason)));
 }
 
 void Sqlite_hive::run_once(bool writing, Hive_body body, Nev_status& status) {
@@ -360,7 +441,7 @@ void Sqlite_hive::validate_cache() {
   m_wal.remember();
   Use use(m_statements->data_version);
   const std::int64_t version = use.step() ? use.integer(0) : -1;
-  if (version != m_data_version || m_key_cache.size() + m_value_cache.size() > CACHE_LIMIT) {
+  if (version != m_data_version) {
     drop_cache();
     m_data_version = version;
   }
@@ -371,6 +452,15 @@ void Sqlite_hive::drop_cache() noexcept {
   m_key_cache.clear();
   m_value_cache.clear();
   m_subkey_cache.clear();
+  m_exists_cache.clear();
+}
+
+std::size_t Sqlite_hive::cached() const noexcept {
+  return m_key_cache.size() + m_value_cache.size() + m_subkey_cache.size() + m_exists_cache.size();
+}
+
+void Sqlite_hive::make_room() noexcept {
+  if (cached() >= CACHE_LIMIT) drop_cache();
 }
 
 // ---- Hive: reading ---------------------------------------------------------------------
@@ -379,7 +469,9 @@ Key_id Sqlite_hive::find_child(Key_id parent, const std::u16string& name) {
   begin_read_if_needed();
   Use use(m_statements->find_child);
   use.bind(1, parent).bind(2, folded_bytes(name));
-  return use.step() ? use.integer(0) : NO_KEY;
+  if (!use.step()) return NO_KEY;
+  ++m_rows_read;
+  return use.integer(0);
 }
 
 Key_id Sqlite_hive::find_key(Key_id base, const std::u16string& path) {
@@ -397,7 +489,10 @@ Key_id Sqlite_hive::find_key(Key_id base, const std::u16string& path) {
     id = find_child(id, name);
     if (id == NO_KEY) break;
   }
-  if (caching) m_key_cache.emplace(std::move(key), id);
+  if (caching) {
+    make_room();
+    m_key_cache.emplace(std::move(key), id);
+  }
   return id;
 }
 
@@ -415,6 +510,7 @@ bool Sqlite_hive::find_value(Key_id key, const std::u16string& name, Nev_reg_val
   Use use(m_statements->one_value);
   use.bind(1, key).bind(2, folded_bytes(name));
   if (!use.step()) return false;
+  ++m_rows_read;
   value.name = use.text(0);
   value.type = static_cast<std::uint32_t>(use.integer(1));
   value.data = use.bytes(2);
@@ -423,10 +519,20 @@ bool Sqlite_hive::find_value(Key_id key, const std::u16string& name, Nev_reg_val
 
 bool Sqlite_hive::key_exists(Key_id key) {
   if (m_db == nullptr || key == NO_KEY) return false;
+  if (!m_writing) {
+    const auto found = m_exists_cache.find(key);
+    if (found != m_exists_cache.end()) return found->second;
+  }
   begin_read_if_needed();
   Use use(m_statements->key_exists);
   use.bind(1, key);
-  return use.step();
+  const bool exists = use.step();
+  if (exists) ++m_rows_read;
+  if (!m_writing) {
+    make_room();
+    m_exists_cache.emplace(key, exists);
+  }
+  return exists;
 }
 
 const Value_list& Sqlite_hive::values(Key_id key) {
@@ -442,6 +548,7 @@ const Value_list& Sqlite_hive::values(Key_id key) {
     Use use(m_statements->values);
     use.bind(1, key);
     while (use.step()) {
+      ++m_rows_read;
       Nev_reg_value value;
       value.name = use.text(0);
       value.type = static_cast<std::uint32_t>(use.integer(1));
@@ -451,6 +558,7 @@ const Value_list& Sqlite_hive::values(Key_id key) {
     }
   }
   if (m_writing) m_value_cache.clear();
+  make_room();
   return m_value_cache[key] = std::move(list);
 }
 
@@ -466,10 +574,16 @@ const std::vector<std::u16string>& Sqlite_hive::subkeys(Key_id key) {
   {
     Use use(m_statements->children);
     use.bind(1, key);
-    while (use.step()) names.push_back(use.text(0));
+    for (; use.step(); ++m_rows_read) names.push_back(use.text(0));
   }
   if (m_writing) m_subkey_cache.clear();
+  make_room();
   return m_subkey_cache[key] = std::move(names);
+}
+
+Hive_counters Sqlite_hive::counters() const noexcept {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  return Hive_counters{cached(), m_rows_read};
 }
 
 // ---- Hive: writing ------------------------------------------------------------------------
@@ -487,6 +601,13 @@ Key_id Sqlite_hive::create_key(Key_id base, const std::u16string& path) {
     id = sqlite3_last_insert_rowid(m_db);
   }
   return id;
+}
+
+std::size_t Sqlite_hive::value_capacity(const std::u16string& name) const noexcept {
+  // A row holds the name twice (as given and folded), two bytes a unit.
+  const int limit = m_db != nullptr ? sqlite3_limit(m_db, SQLITE_LIMIT_LENGTH, -1) : DEFAULT_LENGTH_LIMIT;
+  const std::size_t taken = ROW_OVERHEAD + 4 * name.size();
+  return static_cast<std::size_t>(limit) > taken ? static_cast<std::size_t>(limit) - taken : 0;
 }
 
 void Sqlite_hive::put_value(Key_id key, const Nev_reg_value& value) {

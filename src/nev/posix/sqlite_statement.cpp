@@ -43,6 +43,7 @@ Use& Use::bind(int index, std::int64_t number) {
 
 Use& Use::bind(int index, const void* data, std::size_t size) {
   static const char nothing = 0;
+  if (size > static_cast<std::size_t>(INT32_MAX)) fail(m_db, SQLITE_TOOBIG);
   check(sqlite3_bind_blob(m_statement, index, size != 0 ? data : &nothing, static_cast<int>(size), SQLITE_TRANSIENT));
   return *this;
 }

@@ -17,6 +17,8 @@ namespace nev::detail {
 struct Hive_error {
   int code;
   std::string reason;
+  // The file or folder that is not trusted, when that is the failure.
+  std::string file = {};
 };
 
 // True when `code` says another connection holds the lock.

@@ -1,0 +1,386 @@
+// The registry against what it must not trust or let grow: hives and folders
+// that others could change, the modes of what it creates, bounded caches and
+// reads, handles whose key was deleted, and paths too deep to walk.
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "hive_fixture.h"
+#include "nev/codes.h"
+#include "nev/platform.h"
+#include "nev/posix/hive.h"
+
+using namespace nev;
+
+namespace {
+
+constexpr uid_t NOBODY = 65534;
+
+// Puts itself in force and keeps the hive of this machine that the registry
+// opens through it, and counts reads of the environment.
+class Hive_capture : public platform::Platform_wrapper {
+ public:
+  Hive_capture() : Platform_wrapper(platform::default_platform()) { platform::install(this); }
+  ~Hive_capture() override { platform::install(nullptr); }
+  Hive_capture(const Hive_capture&) = delete;
+  Hive_capture& operator=(const Hive_capture&) = delete;
+
+  std::shared_ptr<detail::Hive> open_hive(const std::string& location, Nev_status& status) override {
+    std::shared_ptr<detail::Hive> opened = Platform_wrapper::open_hive(location, status);
+    hive = opened;
+    return opened;
+  }
+  bool environment_variable(const std::u16string& name, std::u16string& value) override {
+    ++environment_reads;
+    return Platform_wrapper::environment_variable(name, value);
+  }
+
+  std::shared_ptr<detail::Hive> hive;
+  int environment_reads = 0;
+};
+
+// The counters of `hive`. The hive's class is internal to the foundation and
+// its type information is not exported, so the sanitizer's check of the
+// dynamic type of the object cannot be made from here.
+__attribute__((no_sanitize("undefined"))) detail::Hive_counters counters_of(detail::Hive& hive) {
+  return hive.counters();
+}
+
+std::u16string numbered(const char16_t* prefix, int number) { return prefix + nev_from_utf8(std::to_string(number)); }
+
+// A path of `levels` keys named "L".
+std::u16string deep_path(int levels) {
+  std::u16string path = u"L";
+  for (int i = 1; i < levels; ++i) path += u"\\L";
+  return path;
+}
+
+Nev_reg_change set_change(const std::u16string& key, const std::u16string& name, std::uint32_t number) {
+  Nev_reg_change change;
+  change.kind = Nev_reg_change::SET_VALUE;
+  change.root = HKLM;
+  change.key = key;
+  change.value.name = name;
+  change.value.type = NEV_REG_DWORD;
+  change.value.data = {static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8), 0, 0};
+  return change;
+}
+
+mode_t mode_of(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
+}
+
+// Runs `work` in a child process; true when it exited with 0.
+template <class Work>
+bool in_child(Work work) {
+  const pid_t pid = ::fork();
+  if (pid == 0) ::_exit(work());
+  int status = 0;
+  return ::waitpid(pid, &status, 0) == pid && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// Points this machine's hive at `path` from now on.
+void use_hive(const std::string& path) {
+  ::setenv("NEV_REGISTRY", path.c_str(), 1);
+  platform::reset_hive_locations();
+}
+
+}  // namespace
+
+TEST_F(Hive_test, HivesAndFoldersThatOthersCouldChangeAreRefused) {
+  struct Case {
+    const char* name;
+    mode_t folder_mode;
+    mode_t hive_mode;
+    uid_t folder_owner;
+    uid_t hive_owner;
+    bool folder_named;  // the folder, else the hive, is the file refused
+    const char* why;
+  };
+  const uid_t me = ::geteuid();
+  const Case cases[] = {
+      {"hive-0666", 0700, 0666, me, me, false, "may be written by group or others (mode 0666)"},
+      {"hive-0620", 0700, 0620, me, me, false, "may be written by group or others"},
+      {"folder-0777", 0777, 0600, me, me, true, "may be written by group or others (mode 0777)"},
+      {"folder-1777", 01777, 0600, me, me, true, "may be written by group or others"},
+      {"foreign-hive", 0700, 0600, me, NOBODY, false, "is owned by user 65534"},
+      {"foreign-folder", 0755, 0644, NOBODY, me, true, "is owned by user 65534"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    if ((c.folder_owner != me || c.hive_owner != me) && me != 0) continue;  // only root gives files away
+    const std::string place = folder() + "/" + c.name;
+    const std::string path = place + "/hive.db";
+    ASSERT_EQ(::mkdir(place.c_str(), 0700), 0);
+    const int fd = ::open(path.c_str(), O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(fd, 0);
+    ::close(fd);
+    ASSERT_EQ(::chown(path.c_str(), c.hive_owner, static_cast<gid_t>(-1)), 0);
+    ASSERT_EQ(::chmod(path.c_str(), c.hive_mode), 0);
+    ASSERT_EQ(::chown(place.c_str(), c.folder_owner, static_cast<gid_t>(-1)), 0);
+    ASSERT_EQ(::chmod(place.c_str(), c.folder_mode), 0);
+    use_hive(path);
+    for (const bool writing : {false, true}) {
+      Nev_status status;
+      std::uint32_t number = 0;
+      if (writing) {
+        nev_set_reg_uint_value(HKLM, u"Software", u"", u"n", 1, status);
+      } else {
+        nev_get_reg_uint_value(HKLM, u"Software", u"", u"n", number, status);
+      }
+      ASSERT_EQ(status.depth(), 2u) << nev_to_utf8(nev_status_text(status));
+      EXPECT_EQ(status.code(0), NEV_E_REG_HIVE);
+      EXPECT_EQ(status.argument(0, 0), nev_from_utf8(path));
+      EXPECT_EQ(status.code(1), NEV_E_UNTRUSTED_FILE);
+      EXPECT_EQ(status.argument(1, 0), nev_from_utf8(c.folder_named ? place : path));
+      EXPECT_NE(nev_to_utf8(status.argument(1, 1)).find(c.why), std::string::npos)
+          << nev_to_utf8(status.argument(1, 1));
+    }
+    struct stat info {};
+    ASSERT_EQ(::stat(path.c_str(), &info), 0);
+    EXPECT_EQ(info.st_size, 0) << "the refused hive was written";
+  }
+  // A missing hive is not created in a folder others may write.
+  const std::string shared = folder() + "/shared";
+  ASSERT_EQ(::mkdir(shared.c_str(), 0700), 0);
+  ASSERT_EQ(::chmod(shared.c_str(), 0777), 0);
+  use_hive(shared + "/hive.db");
+  Nev_status status;
+  nev_set_reg_uint_value(HKLM, u"Software", u"", u"n", 1, status);
+  EXPECT_EQ(status.code(), NEV_E_REG_HIVE);
+  EXPECT_EQ(status.code(1), NEV_E_UNTRUSTED_FILE);
+  EXPECT_FALSE(std::filesystem::exists(shared + "/hive.db"));
+}
+
+TEST_F(Hive_test, NewHivesAndTheirFoldersAreTheUsersAlone) {
+  const std::string top = folder() + "/new";
+  const std::string path = top + "/deeper/hive.db";
+  use_hive(path);
+  put(u"Software", u"n", 1u);
+  EXPECT_EQ(mode_of(top), 0700u);
+  EXPECT_EQ(mode_of(top + "/deeper"), 0700u);
+  for (const char* suffix : {"", "-wal", "-shm"}) EXPECT_EQ(mode_of(path + suffix), 0600u) << suffix;
+}
+
+TEST_F(Hive_test, AHiveTheUserMayOnlyReadIsReadWithNoWriterAlive) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to act as a second user";
+  put(u"Software\\Shared", u"n", 7u);
+  ASSERT_EQ(::chmod(folder().c_str(), 0755), 0);
+  // Its owner lets others read it: the hive with its -wal and -shm files.
+  for (const char* suffix : {"", "-wal", "-shm"}) ASSERT_EQ(::chmod((hive() + suffix).c_str(), 0644), 0) << suffix;
+  // The fork closes this process's connection: the child is the only user.
+  EXPECT_TRUE(in_child([] {
+    if (::setgid(NOBODY) != 0 || ::setuid(NOBODY) != 0) return 1;
+    Nev_status status;
+    std::uint32_t number = 0;
+    nev_get_reg_uint_value(HKLM, u"Software\\Shared", u"", u"n", number, status);
+    if (!status.ok() || number != 7) return 2;
+    nev_set_reg_uint_value(HKLM, u"Software\\Shared", u"", u"n", 8, status);
+    if (status.code() != NEV_E_REG_HIVE) return 3;
+    nev_get_reg_uint_value(HKLM, u"Software\\Shared", u"", u"n", number, status);
+    return status.ok() && number == 7 ? 0 : 4;
+  }));
+  EXPECT_EQ(number_of(u"Software\\Shared", u"n"), 7u);
+}
+
+TEST_F(Hive_test, AUserWithoutHomeOrHiveVariableHasNoHive) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to become a user without a home";
+  EXPECT_TRUE(in_child([] {
+    if (::setuid(54321) != 0) return 1;  // a user the password database does not know
+    for (const char* name : {"NEV_REGISTRY", "NEV_REGISTRY_MACHINES", "HOME", "XDG_DATA_HOME"}) ::unsetenv(name);
+    platform::reset_hive_locations();
+    Nev_status status;
+    nev_set_reg_uint_value(HKLM, u"Software", u"", u"n", 1, status);
+    if (status.code() != NEV_E_REG_HIVE) return 2;
+    return nev_to_utf8(status.argument(0, 1)).find("no home folder") != std::string::npos ? 0 : 3;
+  }));
+}
+
+TEST_F(Hive_test, ReadCachesStayWithinTheirLimitAndCallsReadNoEnvironment) {
+  constexpr int KEYS = 2000;  // four cache entries each: twice the limit
+  Hive_capture capture;
+  std::vector<Nev_reg_change> changes;
+  for (int i = 0; i < KEYS; ++i) changes.push_back(set_change(numbered(u"Many\\K", i), u"v", 1));
+  Nev_status status;
+  nev_apply_reg_changes(changes, status);
+  ASSERT_STATUS_OK(status);
+  ASSERT_NE(capture.hive, nullptr);
+  const int environment_reads = capture.environment_reads;
+  std::size_t most = 0;
+  for (int i = 0; i < KEYS; ++i) {
+    const std::u16string key = numbered(u"Many\\K", i);
+    EXPECT_FALSE(nev_reg_key_exists(HKLM, key, u"Missing"));
+    Nev_object_vector<std::u16string> names;
+    nev_enum_reg_keys(HKLM, key, u"", names, status);
+    std::vector<Nev_reg_value> values;
+    nev_enum_reg_values(HKLM, key, values, status);
+    EXPECT_EQ(values.size(), 1u);
+    most = std::max(most, counters_of(*capture.hive).cached);
+  }
+  EXPECT_GT(most, 100u);
+  EXPECT_LE(most, 4096u);
+  EXPECT_EQ(capture.environment_reads, environment_reads);
+}
+
+TEST_F(Hive_test, ReadingOneValueReadsOneRowNotTheKeysOthers) {
+  constexpr int VALUES = 3000;
+  Hive_capture capture;
+  std::vector<Nev_reg_change> changes;
+  for (int i = 0; i < VALUES; ++i) changes.push_back(set_change(u"Wide", numbered(u"v", i), i));
+  Nev_status status;
+  nev_apply_reg_changes(changes, status);
+  ASSERT_STATUS_OK(status);
+  const std::uint64_t before = counters_of(*capture.hive).rows_read;
+  for (int i = 0; i < VALUES; i += 30) EXPECT_EQ(number_of(u"Wide", numbered(u"v", i)), static_cast<std::uint32_t>(i));
+  EXPECT_LE(counters_of(*capture.hive).rows_read - before, 3u * (VALUES / 30));
+}
+
+TEST_F(Hive_test, AHandleToADeletedKeyFailsAndNeverReachesAnotherKey) {
+  put(u"Software\\A", u"mine", 1u);
+  Nev_hkey key = nullptr;
+  ASSERT_EQ(nev_reg_open_key(HKLM, u"Software\\A", 0, NEV_KEY_QUERY_VALUE, &key), NEV_ERROR_SUCCESS);
+  Nev_status status;
+  nev_delete_reg_tree(HKLM, u"Software\\A", status);
+  ASSERT_STATUS_OK(status);
+  put(u"Software\\Secret", u"password", u"hunter2");
+  put(u"Software\\A", u"mine", 2u);  // the same name again is another key
+
+  char16_t name[64];
+  std::uint32_t name_count = 64;
+  std::uint32_t type = 0;
+  std::uint8_t data[64];
+  std::uint32_t data_count = sizeof data;
+  EXPECT_EQ(nev_reg_enum_value(key, 0, name, &name_count, nullptr, &type, data, &data_count), NEV_ERROR_KEY_DELETED);
+  Nev_hkey below = nullptr;
+  EXPECT_EQ(nev_reg_open_key(key, u"", 0, NEV_KEY_QUERY_VALUE, &below), NEV_ERROR_KEY_DELETED);
+  EXPECT_FALSE(nev_reg_key_exists(key, u"", u""));
+
+  std::vector<Nev_reg_value> values;
+  std::uint32_t number = 0;
+  Nev_object_vector<std::u16string> names;
+  const std::vector<std::function<void(Nev_status&)>> calls = {
+      [&](Nev_status& s) { nev_enum_reg_values(key, u"", values, s); },
+      [&](Nev_status& s) { nev_get_reg_uint_value(key, u"", u"", u"mine", number, s); },
+      [&](Nev_status& s) { nev_enum_reg_keys(key, u"", u"", names, s); },
+      [&](Nev_status& s) { nev_set_reg_uint_value(key, u"", u"", u"planted", 1, s); },
+      [&](Nev_status& s) { nev_create_reg_key(key, u"Sub", s); },
+      [&](Nev_status& s) { nev_delete_reg_value(key, u"", u"mine", s); },
+      [&](Nev_status& s) {
+        Nev_reg_change change = set_change(u"", u"planted", 1);
+        change.root = key;
+        nev_apply_reg_changes({change}, s);
+      },
+  };
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    calls[i](status);
+    EXPECT_EQ(status.code(), NEV_E_REG_KEY_DELETED) << i << ": " << nev_to_utf8(nev_status_text(status));
+    EXPECT_EQ(status.argument(0, 0), u"HKEY_LOCAL_MACHINE\\Software\\A") << i;
+  }
+  EXPECT_EQ(number_of(u"Software\\A", u"mine"), 2u);
+  nev_enum_reg_values(HKLM, u"Software\\Secret", values, status);
+  EXPECT_EQ(values.size(), 1u);
+  EXPECT_EQ(nev_reg_close_key(key), NEV_ERROR_SUCCESS);
+}
+
+TEST_F(Hive_test, AHiveOfTheFirstFormatIsCarriedOverWithItsKeys) {
+  // The first format: key ids could be given again after a delete.
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(hive().c_str(), &db), SQLITE_OK);
+  const auto bytes = [](const std::u16string& text, bool fold) {
+    std::string out;
+    for (char16_t unit : text) {
+      if (fold && unit >= u'a' && unit <= u'z') unit = static_cast<char16_t>(unit - 32);
+      const char low = static_cast<char>(unit & 0xFF);
+      const char high = static_cast<char>(unit >> 8);
+      out += fold ? std::string{high, low} : std::string{low, high};
+    }
+    return out;
+  };
+  const char* schema =
+      "PRAGMA journal_mode = WAL;"
+      "CREATE TABLE reg_key(id INTEGER PRIMARY KEY, parent INTEGER NOT NULL, name BLOB NOT NULL, fold BLOB NOT NULL);"
+      "CREATE UNIQUE INDEX reg_key_by_parent ON reg_key(parent, fold);"
+      "CREATE TABLE reg_value(key INTEGER NOT NULL, fold BLOB NOT NULL, seq INTEGER NOT NULL, name BLOB NOT NULL,"
+      "  type INTEGER NOT NULL, data BLOB NOT NULL, PRIMARY KEY(key, fold)) WITHOUT ROWID;"
+      "CREATE INDEX reg_value_by_seq ON reg_value(key, seq);"
+      "PRAGMA user_version = 1;";
+  ASSERT_EQ(sqlite3_exec(db, schema, nullptr, nullptr, nullptr), SQLITE_OK);
+  const std::u16string roots[] = {u"HKEY_CLASSES_ROOT", u"HKEY_CURRENT_USER", u"HKEY_LOCAL_MACHINE", u"HKEY_USERS",
+                                  u"HKEY_CURRENT_CONFIG", u"Old"};
+  sqlite3_stmt* insert = nullptr;
+  sqlite3_prepare_v2(db, "INSERT INTO reg_key VALUES (?1, ?2, ?3, ?4)", -1, &insert, nullptr);
+  for (int i = 0; i < 6; ++i) {
+    const std::string name = bytes(roots[i], false);
+    const std::string fold = bytes(roots[i], true);
+    sqlite3_bind_int(insert, 1, i + 1);
+    sqlite3_bind_int(insert, 2, i < 5 ? 0 : 3);
+    sqlite3_bind_blob(insert, 3, name.data(), static_cast<int>(name.size()), SQLITE_TRANSIENT);
+    sqlite3_bind_blob(insert, 4, fold.data(), static_cast<int>(fold.size()), SQLITE_TRANSIENT);
+    ASSERT_EQ(sqlite3_step(insert), SQLITE_DONE);
+    sqlite3_reset(insert);
+  }
+  sqlite3_finalize(insert);
+  sqlite3_close(db);
+
+  EXPECT_TRUE(nev_reg_key_exists(HKLM, u"old", u""));
+  Nev_hkey key = nullptr;
+  ASSERT_EQ(nev_reg_open_key(HKLM, u"Old", 0, NEV_KEY_QUERY_VALUE, &key), NEV_ERROR_SUCCESS);
+  Nev_status status;
+  nev_delete_reg_tree(HKLM, u"Old", status);
+  ASSERT_STATUS_OK(status);
+  put(u"New", u"n", 1u);  // would take the id 6 again in the first format
+  std::vector<Nev_reg_value> values;
+  nev_enum_reg_values(key, u"", values, status);
+  EXPECT_EQ(status.code(), NEV_E_REG_KEY_DELETED);
+  nev_reg_close_key(key);
+
+  ASSERT_EQ(sqlite3_open(hive().c_str(), &db), SQLITE_OK);
+  std::string found;
+  const auto first = [](void* out, int, char** columns, char**) {
+    *static_cast<std::string*>(out) += std::string(columns[0]) + ";";
+    return 0;
+  };
+  sqlite3_exec(db, "PRAGMA user_version", first, &found, nullptr);
+  sqlite3_exec(db, "SELECT sql FROM sqlite_master WHERE name = 'reg_key'", first, &found, nullptr);
+  sqlite3_close(db);
+  EXPECT_EQ(found.substr(0, 2), "2;");
+  EXPECT_NE(found.find("AUTOINCREMENT"), std::string::npos) << found;
+}
+
+TEST_F(Hive_test, PathsDeeperThan512LevelsAreRefused) {
+  Nev_status status;
+  nev_create_reg_key(HKLM, deep_path(512), status);
+  ASSERT_STATUS_OK(status);
+  Nev_hkey key = nullptr;
+  ASSERT_EQ(nev_reg_open_key(HKLM, deep_path(500), 0, NEV_KEY_QUERY_VALUE, &key), NEV_ERROR_SUCCESS);
+  const std::vector<std::function<void(Nev_status&)>> calls = {
+      [](Nev_status& s) { nev_create_reg_key(HKLM, deep_path(513), s); },
+      [](Nev_status& s) { nev_set_reg_uint_value(HKLM, deep_path(600), u"", u"n", 1, s); },
+      [&](Nev_status& s) { nev_create_reg_key(key, deep_path(13), s); },
+      [](Nev_status& s) { nev_apply_reg_changes({set_change(u"Fine", u"n", 1), set_change(deep_path(513), u"n", 1)}, s); },
+      [](Nev_status& s) {
+        std::vector<Nev_reg_value> values;
+        nev_enum_reg_values(HKLM, deep_path(100000), values, s);
+      },
+  };
+  const std::u16string levels[] = {u"513", u"600", u"513", u"513", u"100000"};
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    calls[i](status);
+    EXPECT_EQ(status.code(), NEV_E_REG_PATH_TOO_DEEP) << i << ": " << nev_to_utf8(nev_status_text(status));
+    EXPECT_EQ(status.argument(0, 1), levels[i]) << i;
+    EXPECT_EQ(status.argument(0, 2), u"512") << i;
+    EXPECT_LE(status.argument(0, 0).size(), 300u) << i;
+  }
+  nev_create_reg_key(key, deep_path(12), status);
+  EXPECT_STATUS_OK(status);
+  EXPECT_FALSE(nev_reg_key_exists(HKLM, u"Fine", u""));
+  nev_reg_close_key(key);
+}
