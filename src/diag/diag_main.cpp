@@ -8,6 +8,7 @@
 #include <mutex>
 
 #include "diag/service_keys.h"
+#include "kov/codes.h"
 #include "kov/diag.h"
 #include "nev/registry.h"
 #include "nev/strings.h"
@@ -167,8 +168,15 @@ void Kov_diag_main::take_lock() {
 
 void Kov_diag_main::open_file(nev::Nev_status& status) {
   create_filename();
-  const nev::Nev_path full(m_path, m_filename);
-  m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, 0, nev::NEV_FILE_SHARE_NONE, status, nullptr);
+  // The file stays in its directory: a name with a separator is refused,
+  // and a symbolic link at the file's place is not followed.
+  if (m_filename.find_first_of(u"/\\") != std::u16string::npos) {
+    status.assign(KOV_E_DIAG_FILE_NAME, nev::Nev_wstring_status_arg(m_filename));
+  } else {
+    const nev::Nev_path full(m_path, m_filename);
+    m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, nev::NEV_FILE_NO_FOLLOW | nev::NEV_FILE_NO_OTHERS,
+                nev::NEV_FILE_SHARE_NONE, status, nullptr);
+  }
   // The header goes out whether the opening succeeded or not: a console
   // shows it even when the file is lost.
   std::u16string header;

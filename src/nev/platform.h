@@ -44,9 +44,11 @@ struct File_result {
 };
 
 // Opens `path` as `open` and `access` say; the new handle goes to `handle`.
+// `attributes` holds Nev_file_attribute bits (others are ignored).
 // `security` is a platform security descriptor, where the platform has one.
 File_result file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
-                      Nev_file_sharing sharing, const void* security, std::intptr_t& handle);
+                      std::uint32_t attributes, Nev_file_sharing sharing, const void* security,
+                      std::intptr_t& handle);
 // Writes all `bytes`, retrying short and interrupted writes; `written`
 // receives the count that reached the file, also on failure.
 File_result file_write(std::intptr_t handle, const void* data, std::uint32_t bytes,

@@ -10,6 +10,8 @@
 #include <map>
 #include <thread>
 
+#include <sys/stat.h>
+
 #include "diag_test_support.h"
 #include "kov/diag.h"
 #include "nev/time.h"
@@ -200,6 +202,66 @@ TEST(DiagFile, UnusableDirectoryLosesLinesOnly) {
   }
   EXPECT_FALSE(fs::exists(dir.file("no")));
   EXPECT_TRUE(root || fs::is_empty(locked));
+}
+
+// The sink stays inside its folder: a name that holds a separator is
+// refused, a symbolic link at the file's place is not followed (its target
+// is neither written nor created), and a file it creates is not readable by
+// others.
+TEST(DiagFile, SinkNeitherLeavesItsFolderNorFollowsLinks) {
+  Scratch_dir dir;
+  Scratch_dir outside;
+  const std::string folder = dir.file("folder");
+  fs::create_directories(folder + "/sub");
+  std::ofstream(outside.file("victim")) << "precious";
+  fs::create_symlink(outside.file("victim"), folder + "/link.dgn");
+  fs::create_symlink(outside.file("absent"), folder + "/dangling.dgn");
+  fs::create_symlink(outside.file("numbered"), folder + "/n00.dgn");
+  const std::u16string refused[] = {u"link.dgn",  u"dangling.dgn", u"../x.dgn", u"..\\y.dgn",
+                                    u"sub/z.dgn", u"../w%3",       u"/abs.dgn", u"sub\\v"};
+  for (const auto& name : refused) {
+    kov::Kov_diag_main diag;
+    diag.reset(widen(folder), name, 1);
+    {
+      kov::Kov_diag_trace scope(u"scope", 1, diag);
+      EXPECT_NO_THROW(scope.trace(u"lost"));
+    }
+    diag.write(u"lost too");
+    EXPECT_EQ(diag.name(), name) << "the template itself is kept";
+  }
+  {
+    // A failed opening uses up its number like any other: the next line
+    // goes to the next name.
+    kov::Kov_diag_main diag;
+    diag.reset(widen(folder), u"n%2.dgn", 1);
+    diag.write(u"lost");
+    diag.write(u"next");
+  }
+  EXPECT_EQ(read_lines(folder + "/n01.dgn"), opened({"next"}));
+  EXPECT_EQ(read_bytes(outside.file("victim")), "precious");
+  EXPECT_FALSE(fs::exists(outside.file("absent")));
+  EXPECT_FALSE(fs::exists(outside.file("numbered")));
+  std::vector<std::string> tree;
+  for (const auto& entry : fs::recursive_directory_iterator(dir.path())) {
+    tree.push_back(entry.path().lexically_relative(dir.path()).string());
+  }
+  std::sort(tree.begin(), tree.end());
+  EXPECT_EQ(tree, (Lines{"folder", "folder/dangling.dgn", "folder/link.dgn", "folder/n00.dgn", "folder/n01.dgn",
+                         "folder/sub"}));
+  for (const char* link : {"link.dgn", "dangling.dgn", "n00.dgn"}) {
+    EXPECT_TRUE(fs::is_symlink(folder + "/" + link)) << link;
+  }
+
+  // A plain name still works, and its new file is rw-r----- whatever the
+  // umask leaves to others.
+  const mode_t old_mask = ::umask(0);
+  kov::Kov_diag_main diag;
+  diag.reset(widen(folder), u"ok.dgn", 1);
+  diag.write(u"kept");
+  ::umask(old_mask);
+  EXPECT_EQ(read_lines(folder + "/ok.dgn"), opened({"kept"}));
+  EXPECT_EQ(fs::status(folder + "/ok.dgn").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
 }
 
 // Trace scopes.

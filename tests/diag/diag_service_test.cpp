@@ -4,11 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include <sys/wait.h>
 
