@@ -75,9 +75,10 @@ class KOV_EXPORT Kov_diag_main {
   // The name template as given, its number field unexpanded.
   const std::u16string& name() const noexcept { return m_name; }
   // Stores and parses the name template, then closes the file. The first
-  // "%" followed by decimal digits is a number field of that many digits:
-  // "svc%3.dgn" names svc000.dgn, svc001.dgn, ... The running number is not
-  // restarted by a new template.
+  // "%" followed by decimal digits is a number field of that many digits,
+  // at most five: "svc%3.dgn" names svc000.dgn, svc001.dgn, ... and
+  // "svc%9.dgn" svc00000.dgn. The running number is not restarted by a new
+  // template. A formed name that holds "/" or "\" is not opened.
   void name(const std::u16string& name);
   // path, name and level with these values, in that order.
   void reset(const std::u16string& path, const std::u16string& name, std::uint16_t level);

@@ -5,6 +5,7 @@
 // ended by CR LF, with a marker wherever the writing thread changes. The
 // lock is held across file and console output so that one write's header,
 // marker and line stand together.
+#include <algorithm>
 #include <mutex>
 
 #include "diag/service_keys.h"
@@ -20,6 +21,8 @@ namespace {
 
 // Capacity of the line scratch kept between writes, in code units.
 constexpr std::size_t LINE_KEEP_CAPACITY = 16384;
+// Most digits of a number field: 65535, the largest running number, has five.
+constexpr std::uint32_t WIDEST_FIELD = 5;
 // Attempts at m_lock before a writer blocks on it.
 constexpr int LOCK_SPIN_ATTEMPTS = 2000;
 const char16_t* const DEFAULT_PATH = u".";
@@ -93,8 +96,11 @@ void Kov_diag_main::name(const std::u16string& name) {
   const std::size_t marker = m_name.find(u'%');
   if (marker != std::u16string::npos) {
     std::size_t i = marker + 1;
+    // Every digit belongs to the field, but its width stops at five: the
+    // running number never has more digits, and a huge width would build
+    // a huge name on every opening.
     while (i < m_name.size() && nev::nev_iswdigit(m_name[i])) {
-      m_width = m_width * 10 + static_cast<std::uint32_t>(m_name[i] - u'0');
+      m_width = std::min(m_width * 10 + static_cast<std::uint32_t>(m_name[i] - u'0'), WIDEST_FIELD);
       ++i;
     }
     m_marker = static_cast<std::uint32_t>(marker);

@@ -264,6 +264,34 @@ TEST(DiagFile, SinkNeitherLeavesItsFolderNorFollowsLinks) {
             fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
 }
 
+// The number field has at most five digits, enough for every value of the
+// running number: however wide a template asks for, the name stays short,
+// nothing is thrown and the lines reach the file.
+TEST(DiagFile, NumberFieldIsAtMostFiveDigits) {
+  const struct { std::u16string name; const char* made; } cases[] = {
+      {u"%4294967295.dgn", "00000.dgn"},         {u"%30000000.dgn", "00000.dgn"},
+      {u"w%99999999999999999999999x", "w00000x"}, {u"%6.dgn", "00000.dgn"},
+      {u"%5.dgn", "00000.dgn"},                   {u"%0000000000004.dgn", "0000.dgn"},
+  };
+  for (const auto& c : cases) {
+    Scratch_dir dir;
+    kov::Kov_diag_main diag;
+    diag.reset(dir.wpath(), c.name, 1);
+    EXPECT_NO_THROW({
+      kov::Kov_diag_trace scope(u"s", 1, diag);
+      scope.trace(u"m");
+    });
+    diag.close();
+    EXPECT_EQ(diag.name(), c.name);
+    Lines made;
+    for (const auto& entry : fs::directory_iterator(dir.path())) made.push_back(entry.path().filename().string());
+    ASSERT_EQ(made, Lines{c.made}) << std::string(c.name.begin(), c.name.end());
+    const Lines lines = read_lines(dir.file(c.made));
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_EQ(lines[4].substr(13), "  < s");
+  }
+}
+
 // Trace scopes.
 
 // 10:15:30 UTC on 1 January 2024, plus the microseconds in `fixed_micros`.
