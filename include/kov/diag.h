@@ -158,9 +158,10 @@ class KOV_EXPORT Kov_diag_trace {
     trace_message(format, args);
     va_end(args);
   }
-  // A heading line (`text`, which is a format without arguments, so "%%"
-  // gives "%"), then `length` bytes as rows of 16: hex column of 48
-  // characters, then the printable bytes, "." for the others. `bytes`
+  // A heading line (`text` as it stands, except that "%%" gives one "%":
+  // no conversion is made and no argument read), then `length` bytes as
+  // rows of 16: hex column of 48 characters, then the printable bytes, "."
+  // for the others. `bytes`
   // points to 8-bit values (std::uint8_t, char, std::byte); it is a
   // template so that a message whose first argument is a literal 0, as in
   // trace(u"%d of %d", 0, n), is never taken for a dump of a null pointer.

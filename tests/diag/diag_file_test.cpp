@@ -432,6 +432,33 @@ TEST_F(Traced, DumpRowsHaveFixedColumns) {
   EXPECT_EQ(written.back(), AT + "< d");
 }
 
+// A dump's heading is text: "%%" gives one "%", and every other "%" stands
+// as it is, with no argument read for it. A heading is cut like a message.
+TEST_F(Traced, DumpHeadingIsTextWithDoubledPercentOnly) {
+  const std::uint8_t bytes[] = {0x41, 0x42, 0x43, 0x44};
+  const struct { std::u16string heading; std::string written; } cases[] = {
+      {u"heading %s%d%n", "heading %s%d%n"},
+      {u"%s", "%s"},
+      {u"100%%", "100%"},
+      {u"%%%s%%%", "%%s%%"},
+      {u"%ls %*d %.*s %p %x %", "%ls %*d %.*s %p %x %"},
+      {u"%%%%", "%%"},
+      {std::u16string(3000, u'y'), std::string(1023, 'y')},
+      {std::u16string(1022, u'y') + u"%%z", std::string(1022, 'y') + "%"},
+  };
+  {
+    kov::Kov_diag_trace scope(u"d", 1, diag);
+    for (const auto& c : cases) scope.trace(c.heading.c_str(), bytes, 0);
+    scope.trace(u"%s%d%n", bytes, 4);
+  }
+  Lines expected = {AT + "> d"};
+  for (const auto& c : cases) expected.push_back(AT + "  " + c.written);
+  expected.push_back(AT + "  %s%d%n");
+  expected.push_back(AT + "  41 42 43 44 " + std::string(36, ' ') + "ABCD");
+  expected.push_back(AT + "< d");
+  EXPECT_EQ(lines(), expected);
+}
+
 TEST_F(Traced, DepthBelongsToEachThread) {
   auto work = [this] {
     kov::Kov_diag_trace a(u"a", 1, diag);
