@@ -292,6 +292,83 @@ TEST(DiagFile, NumberFieldIsAtMostFiveDigits) {
   }
 }
 
+// Writers on three threads while other threads change the level, the
+// directory, the name template and all three at once, read the
+// configuration back and close the file. Every direct line reaches one of
+// the two directories exactly once (whatever the level, a direct write
+// writes), no configuration is ever read half-written, and every line in
+// the files is whole. Under ThreadSanitizer this is the check that the
+// configuration is shared safely.
+TEST(DiagFile, ReconfiguredWhileThreadsWrite) {
+  constexpr int WRITERS = 3, LINES = 1500;
+  Scratch_dir one;
+  Scratch_dir two;
+  const std::u16string paths[] = {one.wpath(), two.wpath()};
+  const std::u16string names[] = {u"plain.dgn", u"n%2.dgn", u"t%3"};
+  kov::Kov_diag_main diag;
+  diag.reset(paths[0], names[0], 3);
+  std::atomic<int> writing{WRITERS};
+  std::atomic<int> bad_reads{0};
+  const auto configure = [&](int which) {
+    for (unsigned i = 0; writing.load() > 0; ++i) {
+      switch (which) {
+        case 0: diag.level(static_cast<std::uint16_t>(i % 4)); break;
+        case 1: diag.path(paths[i % 2]); break;
+        case 2: diag.name(names[i % 3]); break;
+        case 3: diag.reset(paths[(i / 2) % 2], names[i % 3], static_cast<std::uint16_t>(1 + i % 3)); break;
+        default: {
+          const std::u16string path = diag.path(), name = diag.name();
+          if (std::find(std::begin(paths), std::end(paths), path) == std::end(paths) ||
+              std::find(std::begin(names), std::end(names), name) == std::end(names) || diag.level() > 3) {
+            ++bad_reads;
+          }
+          if (i % 8 == 0) diag.close();
+        }
+      }
+      std::this_thread::yield();
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int which = 0; which < 5; ++which) threads.emplace_back(configure, which);
+  for (int t = 0; t < WRITERS; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < LINES; ++i) {
+        diag.write(widen("direct " + std::to_string(t) + " " + std::to_string(i)));
+        kov::Kov_diag_trace scope(u"scope", 1, diag);
+        scope.trace(u"message %d %d", t, i);
+      }
+      --writing;
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(bad_reads.load(), 0);
+
+  std::map<std::string, int> direct;
+  int files = 0;
+  for (const Scratch_dir* dir : {&one, &two}) {
+    for (const auto& entry : fs::directory_iterator(dir->path())) {
+      ++files;
+      const Lines lines = read_lines(entry.path().string());
+      ASSERT_FALSE(lines.empty());
+      EXPECT_EQ(lines[0], header_line()) << entry.path();
+      for (const auto& line : lines) {
+        int t = -1, n = -1, end = 0;
+        if (line.rfind("direct ", 0) == 0) {
+          ++direct[line];
+        } else if (line != header_line() && line.rfind("**** Switch to thread ", 0) != 0) {
+          std::sscanf(line.c_str(), "[%*2d:%*2d:%*2d:%*2d]    message %d %d%n", &t, &n, &end);
+          const std::string body = line.substr(std::min<std::size_t>(13, line.size()));
+          EXPECT_TRUE(end == static_cast<int>(line.size()) || body == "  > scope" || body == "  < scope")
+              << entry.path() << ": " << line;
+        }
+      }
+    }
+  }
+  EXPECT_GT(files, 1);
+  EXPECT_EQ(direct.size(), static_cast<std::size_t>(WRITERS * LINES));
+  for (const auto& [line, count] : direct) EXPECT_EQ(count, 1) << line;
+}
+
 // Trace scopes.
 
 // 10:15:30 UTC on 1 January 2024, plus the microseconds in `fixed_micros`.
