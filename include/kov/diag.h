@@ -205,9 +205,10 @@ class KOV_EXPORT Kov_diag_trace {
 
 // The process-wide diagnostic object, and a service's diagnostic parameters.
 //
-// The object is made at the first global() or initialise() and never
-// destroyed. No lock guards it: make or install it before a second thread
-// calls global().
+// The object is made or installed once, at the first global() or
+// initialise(), and never destroyed. Threads that make these first calls at
+// the same time wait for one of them and all get the same object; after
+// that global() is one atomic load.
 class KOV_EXPORT Kov_diag_global {
  public:
   // Makes the object from the environment, if there is none.
@@ -239,7 +240,7 @@ class KOV_EXPORT Kov_diag_global {
                                      nev::Nev_status& status);
 
  private:
-  static Kov_diag_main* m_global_p;
+  static std::atomic<Kov_diag_main*> m_global_p;  // set once, never changed
 };
 
 }  // namespace kov
