@@ -173,10 +173,10 @@ class KOV_EXPORT Kov_diag_trace {
   // A heading line (`text` as it stands, except that "%%" gives one "%":
   // no conversion is made and no argument read), then `length` bytes as
   // rows of 16: hex column of 48 characters, then the printable bytes, "."
-  // for the others. `bytes`
-  // points to 8-bit values (std::uint8_t, char, std::byte); it is a
-  // template so that a message whose first argument is a literal 0, as in
-  // trace(u"%d of %d", 0, n), is never taken for a dump of a null pointer.
+  // for the others. `bytes` points to 8-bit values (std::uint8_t, char,
+  // std::byte); it is a template so that a message whose first argument is
+  // a literal 0, as in trace(u"%d of %d", 0, n), is never taken for a dump
+  // of a null pointer.
   template <typename Byte>
     requires(sizeof(Byte) == 1 && (std::is_integral_v<Byte> || std::is_enum_v<Byte>) &&
              !std::is_same_v<std::remove_cv_t<Byte>, bool>)
