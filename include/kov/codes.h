@@ -19,5 +19,6 @@ constexpr std::uint32_t KOV_E_DIAG_WRITE = 0xC201090F;           // %1 service
 constexpr std::uint32_t KOV_E_DIAG_WRITE_MACHINE = 0xC2010910;   // %1 service, %2 machine
 constexpr std::uint32_t KOV_E_IP_ADDRESS = 0xC2010912;           // no arguments
 constexpr std::uint32_t KOV_E_SOCKETS = 0xC2010915;              // %1 platform error number
+constexpr std::uint32_t KOV_E_DIAG_FILE_NAME = 0xC2010916;       // %1 file name
 
 }  // namespace kov

@@ -26,14 +26,16 @@
 // environment or a service's registry parameters, or handed in by the
 // caller) and reads and writes a service's parameters.
 //
-// Thread safety: any thread may call write and close on one object; a
-// write's header, marker and line stand together. The configuration setters
-// (path, name, level, reset) run outside the lock: change the configuration
-// while no other thread is writing. A scope belongs to the thread that made
-// it. No operation reports a failure: a file that cannot be opened loses
-// lines, and the next line tries again.
+// Thread safety: any thread may call any operation of one object, writers
+// and the configuration's getters and setters alike; a write's header,
+// marker and line stand together, and a write opens its file with one
+// consistent directory and name. The level is an atomic read without a
+// lock. A scope belongs to the thread that made it. No operation reports a
+// failure: a file that cannot be opened loses lines, and the next line tries
+// again.
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
@@ -72,22 +74,26 @@ class KOV_EXPORT Kov_diag_main {
   Kov_diag_main(const Kov_diag_main&) = delete;
   Kov_diag_main& operator=(const Kov_diag_main&) = delete;
 
-  // The trace level; 0 means tracing is off. Takes no lock.
-  std::uint16_t level() const noexcept { return m_level; }
+  // The trace level; 0 means tracing is off. Takes no lock: one relaxed
+  // atomic load, so a scope's level test stays a plain read.
+  std::uint16_t level() const noexcept { return m_level.load(std::memory_order_relaxed); }
   // Stores the level; 0 also closes the file and releases the console.
   void level(std::uint16_t level);
-  // The directory of the file.
-  const std::u16string& path() const noexcept { return m_path; }
+  // The directory of the file, copied under the lock.
+  std::u16string path() const;
   // Stores the directory; an open file stays open, the next opening uses it.
   void path(const std::u16string& path);
-  // The name template as given, its number field unexpanded.
-  const std::u16string& name() const noexcept { return m_name; }
+  // The name template as given, its number field unexpanded; copied under
+  // the lock.
+  std::u16string name() const;
   // Stores and parses the name template, then closes the file. The first
-  // "%" followed by decimal digits is a number field of that many digits:
-  // "svc%3.dgn" names svc000.dgn, svc001.dgn, ... The running number is not
-  // restarted by a new template.
+  // "%" followed by decimal digits is a number field of that many digits,
+  // at most five: "svc%3.dgn" names svc000.dgn, svc001.dgn, ... and
+  // "svc%9.dgn" svc00000.dgn. The running number is not restarted by a new
+  // template. A formed name that holds "/" or "\" is not opened.
   void name(const std::u16string& name);
-  // path, name and level with these values, in that order.
+  // path, name and level with these values, in that order, under one hold
+  // of the lock: no file is opened with the new directory and the old name.
   void reset(const std::u16string& path, const std::u16string& name, std::uint16_t level);
   // Ends the current file and releases the console. The next write opens
   // a file again.
@@ -119,8 +125,13 @@ class KOV_EXPORT Kov_diag_main {
   void open_file(nev::Nev_status& status);
   // Appends the marker of m_last_thread to `text`.
   void append_marker(std::u16string& text) const;
+  // Takes `name` (leaving the old template in it) and parses its number
+  // field; m_lock is held.
+  void store_name(std::u16string& name);
+  // Closes the file and releases the console; m_lock is held.
+  void end_output();
 
-  std::uint16_t m_level = 0;
+  std::atomic<std::uint16_t> m_level{0};  // read by every scope on every thread
   std::uint16_t m_sequence = 0;  // number of the next numbered file name
   std::uint32_t m_width = 0;     // digits of the number field, 0 when none
   std::uint32_t m_marker = 0;    // index of the "%" that opens the field
@@ -128,7 +139,9 @@ class KOV_EXPORT Kov_diag_main {
   std::u16string m_path;
   std::u16string m_name;
   std::u16string m_filename;  // the file name formed for the latest opening
-  nev::Nev_critical m_lock;   // guards the file, the console and the writing sequence
+  // Guards the configuration strings and fields, the file, the console and
+  // the writing sequence; taken by the getters of path and name too.
+  mutable nev::Nev_critical m_lock;
   nev::Nev_file m_file;
   nev::Nev_console m_console = nullptr;
   std::uint32_t m_last_thread = 0;  // id of the last writer; 0 after every opening
@@ -165,12 +178,13 @@ class KOV_EXPORT Kov_diag_trace {
     trace_message(format, args);
     va_end(args);
   }
-  // A heading line (`text`, which is a format without arguments, so "%%"
-  // gives "%"), then `length` bytes as rows of 16: hex column of 48
-  // characters, then the printable bytes, "." for the others. `bytes`
-  // points to 8-bit values (std::uint8_t, char, std::byte); it is a
-  // template so that a message whose first argument is a literal 0, as in
-  // trace(u"%d of %d", 0, n), is never taken for a dump of a null pointer.
+  // A heading line (`text` as it stands, except that "%%" gives one "%":
+  // no conversion is made and no argument read), then `length` bytes as
+  // rows of 16: hex column of 48 characters, then the printable bytes, "."
+  // for the others. `bytes` points to 8-bit values (std::uint8_t, char,
+  // std::byte); it is a template so that a message whose first argument is
+  // a literal 0, as in trace(u"%d of %d", 0, n), is never taken for a dump
+  // of a null pointer.
   template <typename Byte>
     requires(sizeof(Byte) == 1 && (std::is_integral_v<Byte> || std::is_enum_v<Byte>) &&
              !std::is_same_v<std::remove_cv_t<Byte>, bool>)
@@ -199,9 +213,10 @@ class KOV_EXPORT Kov_diag_trace {
 
 // The process-wide diagnostic object, and a service's diagnostic parameters.
 //
-// The object is made at the first global() or initialise() and never
-// destroyed. No lock guards it: make or install it before a second thread
-// calls global().
+// The object is made or installed once, at the first global() or
+// initialise(), and never destroyed. Threads that make these first calls at
+// the same time wait for one of them and all get the same object; after
+// that global() is one atomic load.
 class KOV_EXPORT Kov_diag_global {
  public:
   // Makes the object from the environment, if there is none.
@@ -233,7 +248,7 @@ class KOV_EXPORT Kov_diag_global {
                                      nev::Nev_status& status);
 
  private:
-  static Kov_diag_main* m_global_p;
+  static std::atomic<Kov_diag_main*> m_global_p;  // set once, never changed
 };
 
 }  // namespace kov

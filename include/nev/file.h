@@ -33,6 +33,18 @@ enum Nev_file_access : int {
   NEV_FILE_READ_WRITE = 2,
 };
 
+// Bits of the `attributes` argument of Nev_file::open; 0 asks for none, and
+// bits not named here are ignored.
+enum Nev_file_attribute : std::uint32_t {
+  // The path's last component must not be a symbolic link: opening one
+  // fails, so neither the link's target is written nor a missing target
+  // created.
+  NEV_FILE_NO_FOLLOW = 0x00010000,
+  // A file that the opening creates may be read by its owner's group and
+  // by nobody else (0640 before the umask on POSIX; 0644 without this bit).
+  NEV_FILE_NO_OTHERS = 0x00020000,
+};
+
 // What other handles may do while this one is open.
 enum Nev_file_sharing : int {
   NEV_FILE_SHARE_NONE = 0,
@@ -50,8 +62,8 @@ class NEV_EXPORT Nev_file {
   Nev_file(const Nev_file&) = delete;
   Nev_file& operator=(const Nev_file&) = delete;
 
-  // Opens `path`. `attributes` is accepted for source compatibility (0);
-  // `security` must be null. A failure (0xC200000C with the path and the
+  // Opens `path`. `attributes` is 0 or Nev_file_attribute bits; `security`
+  // must be null. A failure (0xC200000C with the path and the
   // platform's reason) leaves the file closed. Clears `status` first; an
   // open file is closed before.
   void open(const std::u16string& path, Nev_file_open open, Nev_file_access access,

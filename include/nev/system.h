@@ -18,7 +18,9 @@ namespace nev {
 
 // ---- environment and threads -----------------------------------------------------
 
-// The value of environment variable `name`; false when it is not set.
+// The value of environment variable `name`; false when it is not set. On
+// Linux a program that runs with rights its caller lacks (set-user-ID,
+// set-group-ID, file capabilities) sees every variable as unset.
 NEV_EXPORT bool nev_getenv(const std::u16string& name, std::u16string& value);
 // Sets environment variable `name` to `value` for this process and the
 // programs it starts, replacing any value; false when that failed. Not to be

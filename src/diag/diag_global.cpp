@@ -1,5 +1,6 @@
 // Kov_diag_global: the process's one diagnostic object, and a service's
 // diagnostic parameters in the registry.
+#include <mutex>
 #include <stdexcept>
 
 #include "kov/codes.h"
@@ -8,9 +9,14 @@
 
 namespace kov {
 
-Kov_diag_main* Kov_diag_global::m_global_p = nullptr;
+std::atomic<Kov_diag_main*> Kov_diag_global::m_global_p{nullptr};
 
 namespace {
+
+// Serialises making or installing the object, so that threads calling
+// global() or initialise() first at the same time make one object between
+// them. Constant-initialised and trivially destroyed: usable at any time.
+std::mutex global_mutex;
 
 // Pushes the code of a failed read or write: the machine form when a
 // machine was named.
@@ -25,20 +31,31 @@ void push_failure(std::uint32_t local_code, std::uint32_t machine_code, const st
 
 }  // namespace
 
+// Each of the three first tests the pointer without the lock (once set, it
+// never changes), then tests again and makes or installs the object with
+// the lock held. An exception from a constructor leaves no object.
 void Kov_diag_global::initialise() {
-  if (m_global_p == nullptr) m_global_p = new Kov_diag_main();
+  if (m_global_p.load(std::memory_order_acquire) != nullptr) return;
+  const std::lock_guard<std::mutex> hold(global_mutex);
+  if (m_global_p.load(std::memory_order_relaxed) == nullptr) {
+    m_global_p.store(new Kov_diag_main(), std::memory_order_release);
+  }
 }
 
 void Kov_diag_global::initialise(Kov_diag_main* diag) {
-  if (m_global_p != nullptr) return;
+  if (m_global_p.load(std::memory_order_acquire) != nullptr) return;
   if (diag == nullptr) throw std::invalid_argument("Null pointer given to Kov_diag_global::initialise()");
-  m_global_p = diag;
+  const std::lock_guard<std::mutex> hold(global_mutex);
+  if (m_global_p.load(std::memory_order_relaxed) == nullptr) m_global_p.store(diag, std::memory_order_release);
 }
 
 void Kov_diag_global::initialise(const std::u16string& service) {
-  if (m_global_p == nullptr) {
-    m_global_p = new Kov_diag_main(service);
-    return;
+  {
+    const std::lock_guard<std::mutex> hold(global_mutex);
+    if (m_global_p.load(std::memory_order_relaxed) == nullptr) {
+      m_global_p.store(new Kov_diag_main(service), std::memory_order_release);
+      return;
+    }
   }
   std::u16string path = u".";
   std::u16string name = u"default.dgn";
@@ -46,12 +63,16 @@ void Kov_diag_global::initialise(const std::u16string& service) {
   nev::Nev_status status;
   get_service_parameters(u"", service, path, name, level, status);
   // All three values or none: a partial read leaves the object as it is.
-  if (status.ok()) m_global_p->reset(path, name, level);
+  if (status.ok()) m_global_p.load(std::memory_order_acquire)->reset(path, name, level);
 }
 
 Kov_diag_main& Kov_diag_global::global() {
-  initialise();
-  return *m_global_p;
+  Kov_diag_main* object = m_global_p.load(std::memory_order_acquire);
+  if (object == nullptr) {
+    initialise();
+    object = m_global_p.load(std::memory_order_acquire);
+  }
+  return *object;
 }
 
 void Kov_diag_global::get_service_parameters(const std::u16string& machine, const std::u16string& service,

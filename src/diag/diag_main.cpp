@@ -5,8 +5,10 @@
 // ended by CR LF, with a marker wherever the writing thread changes. The
 // lock is held across file and console output so that one write's header,
 // marker and line stand together.
+#include <algorithm>
 #include <mutex>
 
+#include "kov/codes.h"
 #include "kov/diag.h"
 #include "nev/registry.h"
 #include "nev/strings.h"
@@ -18,6 +20,8 @@ namespace {
 
 // Capacity of the line scratch kept between writes, in code units.
 constexpr std::size_t LINE_KEEP_CAPACITY = 16384;
+// Most digits of a number field: 65535, the largest running number, has five.
+constexpr std::uint32_t WIDEST_FIELD = 5;
 // Attempts at m_lock before a writer blocks on it.
 constexpr int LOCK_SPIN_ATTEMPTS = 2000;
 const char16_t* const DEFAULT_PATH = u".";
@@ -77,38 +81,71 @@ Kov_diag_main::Kov_diag_main(const std::u16string& service) : m_lock(false) {
 Kov_diag_main::~Kov_diag_main() { close(); }
 
 void Kov_diag_main::level(std::uint16_t level) {
-  m_level = level;
+  m_level.store(level, std::memory_order_relaxed);
   if (level == 0) close();
 }
 
-void Kov_diag_main::path(const std::u16string& path) { m_path = path; }
+std::u16string Kov_diag_main::path() const {
+  const std::lock_guard<nev::Nev_critical> hold(m_lock);
+  return m_path;
+}
+
+void Kov_diag_main::path(const std::u16string& path) {
+  // Copied outside the lock; the old text is freed after it is released.
+  std::u16string stored = path;
+  const std::lock_guard<nev::Nev_critical> hold(m_lock);
+  m_path.swap(stored);
+}
+
+std::u16string Kov_diag_main::name() const {
+  const std::lock_guard<nev::Nev_critical> hold(m_lock);
+  return m_name;
+}
 
 void Kov_diag_main::name(const std::u16string& name) {
-  m_name = name;
+  std::u16string stored = name;
+  const std::lock_guard<nev::Nev_critical> hold(m_lock);
+  store_name(stored);
+  end_output();
+}
+
+void Kov_diag_main::reset(const std::u16string& path, const std::u16string& name, std::uint16_t level) {
+  // Under one hold of the lock: a writer never opens a file with the new
+  // directory and the old name.
+  std::u16string stored_path = path;
+  std::u16string stored_name = name;
+  const std::lock_guard<nev::Nev_critical> hold(m_lock);
+  m_path.swap(stored_path);
+  store_name(stored_name);
+  end_output();
+  m_level.store(level, std::memory_order_relaxed);
+}
+
+void Kov_diag_main::store_name(std::u16string& name) {
+  m_name.swap(name);
   m_width = 0;
   m_marker = 0;
   m_tail = 0;
   const std::size_t marker = m_name.find(u'%');
-  if (marker != std::u16string::npos) {
-    std::size_t i = marker + 1;
-    while (i < m_name.size() && nev::nev_iswdigit(m_name[i])) {
-      m_width = m_width * 10 + static_cast<std::uint32_t>(m_name[i] - u'0');
-      ++i;
-    }
-    m_marker = static_cast<std::uint32_t>(marker);
-    m_tail = static_cast<std::uint32_t>(i);
+  if (marker == std::u16string::npos) return;
+  std::size_t i = marker + 1;
+  // Every digit belongs to the field, but its width stops at five: the
+  // running number never has more digits, and a huge width would build a
+  // huge name on every opening.
+  while (i < m_name.size() && nev::nev_iswdigit(m_name[i])) {
+    m_width = std::min(m_width * 10 + static_cast<std::uint32_t>(m_name[i] - u'0'), WIDEST_FIELD);
+    ++i;
   }
-  close();
-}
-
-void Kov_diag_main::reset(const std::u16string& path, const std::u16string& name, std::uint16_t level) {
-  this->path(path);
-  this->name(name);
-  this->level(level);
+  m_marker = static_cast<std::uint32_t>(marker);
+  m_tail = static_cast<std::uint32_t>(i);
 }
 
 void Kov_diag_main::close() {
-  std::lock_guard<nev::Nev_critical> hold(m_lock);
+  const std::lock_guard<nev::Nev_critical> hold(m_lock);
+  end_output();
+}
+
+void Kov_diag_main::end_output() {
   if (m_file.is_open()) m_file.close();
   if (m_console != nullptr) {
     nev::nev_free_console();
@@ -166,8 +203,15 @@ void Kov_diag_main::take_lock() {
 
 void Kov_diag_main::open_file(nev::Nev_status& status) {
   create_filename();
-  const nev::Nev_path full(m_path, m_filename);
-  m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, 0, nev::NEV_FILE_SHARE_NONE, status, nullptr);
+  // The file stays in its directory: a name with a separator is refused,
+  // and a symbolic link at the file's place is not followed.
+  if (m_filename.find_first_of(u"/\\") != std::u16string::npos) {
+    status.assign(KOV_E_DIAG_FILE_NAME, nev::Nev_wstring_status_arg(m_filename));
+  } else {
+    const nev::Nev_path full(m_path, m_filename);
+    m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, nev::NEV_FILE_NO_FOLLOW | nev::NEV_FILE_NO_OTHERS,
+                nev::NEV_FILE_SHARE_NONE, status, nullptr);
+  }
   // The header goes out whether the opening succeeded or not: a console
   // shows it even when the file is lost.
   std::u16string header;

@@ -152,6 +152,19 @@ std::u16string dump_row(const std::uint8_t* bytes, std::size_t count) {
   return row;
 }
 
+// A dump's heading into `out` of `room` units, ended by a zero unit: `text`
+// with each "%%" taken as one "%", cut like a message. Any other "%" stays
+// as it stands. The heading was once a format given no arguments, where a
+// conversion read whatever lay on the stack; no argument is read here.
+void put_heading(const char16_t* text, char16_t* out, std::size_t room) {
+  std::size_t length = 0;
+  for (; *text != u'\0' && length + 1 < room; ++text) {
+    out[length++] = *text;
+    if (text[0] == u'%' && text[1] == u'%') ++text;
+  }
+  out[length] = u'\0';
+}
+
 }  // namespace
 
 void Kov_diag_trace::enter() {
@@ -188,8 +201,7 @@ void Kov_diag_trace::trace_message(const char16_t* format, std::va_list args) {
 
 void Kov_diag_trace::dump(const char16_t* text, const std::uint8_t* bytes, std::uint16_t length) {
   char16_t heading[MESSAGE_LIMIT];
-  heading[0] = u'\0';
-  nev::nev_swprintf(heading, MESSAGE_LIMIT, text);
+  put_heading(text, heading, MESSAGE_LIMIT);
   write(u"  ", heading);
   for (std::size_t offset = 0; offset < length; offset += DUMP_ROW_BYTES) {
     const std::size_t count = std::min<std::size_t>(DUMP_ROW_BYTES, length - offset);

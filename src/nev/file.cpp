@@ -19,12 +19,13 @@ void report(Nev_status& status, std::uint32_t code, const std::u16string& path,
 Nev_file::~Nev_file() { close(); }
 
 void Nev_file::open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
-                    std::uint32_t /*attributes*/, Nev_file_sharing sharing, Nev_status& status,
+                    std::uint32_t attributes, Nev_file_sharing sharing, Nev_status& status,
                     const void* security) {
   status.clear();
   close();
   std::intptr_t handle = platform::CLOSED_FILE;
-  const platform::File_result result = platform::current().file_open(path, open, access, sharing, security, handle);
+  const platform::File_result result =
+      platform::current().file_open(path, open, access, attributes, sharing, security, handle);
   if (!result.ok) {
     report(status, NEV_E_FILE_OPEN, path, result.reason);
     return;

@@ -76,9 +76,11 @@ class NEV_EXPORT Platform {
   // ---- files ---------------------------------------------------------------
 
   // Opens `path` as `open` and `access` say; the new handle goes to `handle`.
+  // `attributes` holds Nev_file_attribute bits (others are ignored).
   // `security` is a platform security descriptor, where the platform has one.
   virtual File_result file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
-                                Nev_file_sharing sharing, const void* security, std::intptr_t& handle) = 0;
+                                std::uint32_t attributes, Nev_file_sharing sharing, const void* security,
+                                std::intptr_t& handle) = 0;
   // Writes all `bytes`, retrying short and interrupted writes; `written`
   // receives the count that reached the file, also on failure.
   virtual File_result file_write(std::intptr_t handle, const void* data, std::uint32_t bytes,
@@ -165,8 +167,9 @@ class NEV_EXPORT Platform_wrapper : public Platform {
   std::int64_t local_offset_at_utc(std::int64_t s) override { return m_target.local_offset_at_utc(s); }
   std::int64_t local_offset_at_local(std::int64_t s) override { return m_target.local_offset_at_local(s); }
   File_result file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
-                        Nev_file_sharing sharing, const void* security, std::intptr_t& handle) override {
-    return m_target.file_open(path, open, access, sharing, security, handle);
+                        std::uint32_t attributes, Nev_file_sharing sharing, const void* security,
+                        std::intptr_t& handle) override {
+    return m_target.file_open(path, open, access, attributes, sharing, security, handle);
   }
   File_result file_write(std::intptr_t handle, const void* data, std::uint32_t bytes,
                          std::uint32_t& written) override {

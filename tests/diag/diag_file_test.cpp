@@ -10,6 +10,8 @@
 #include <map>
 #include <thread>
 
+#include <sys/stat.h>
+
 #include "test_platform.h"
 #include "diag_test_support.h"
 #include "kov/diag.h"
@@ -203,6 +205,171 @@ TEST(DiagFile, UnusableDirectoryLosesLinesOnly) {
   EXPECT_TRUE(root || fs::is_empty(locked));
 }
 
+// The sink stays inside its folder: a name that holds a separator is
+// refused, a symbolic link at the file's place is not followed (its target
+// is neither written nor created), and a file it creates is not readable by
+// others.
+TEST(DiagFile, SinkNeitherLeavesItsFolderNorFollowsLinks) {
+  Scratch_dir dir;
+  Scratch_dir outside;
+  const std::string folder = dir.file("folder");
+  fs::create_directories(folder + "/sub");
+  std::ofstream(outside.file("victim")) << "precious";
+  fs::create_symlink(outside.file("victim"), folder + "/link.dgn");
+  fs::create_symlink(outside.file("absent"), folder + "/dangling.dgn");
+  fs::create_symlink(outside.file("numbered"), folder + "/n00.dgn");
+  const std::u16string refused[] = {u"link.dgn",  u"dangling.dgn", u"../x.dgn", u"..\\y.dgn",
+                                    u"sub/z.dgn", u"../w%3",       u"/abs.dgn", u"sub\\v"};
+  for (const auto& name : refused) {
+    kov::Kov_diag_main diag;
+    diag.reset(widen(folder), name, 1);
+    {
+      kov::Kov_diag_trace scope(u"scope", 1, diag);
+      EXPECT_NO_THROW(scope.trace(u"lost"));
+    }
+    diag.write(u"lost too");
+    EXPECT_EQ(diag.name(), name) << "the template itself is kept";
+  }
+  {
+    // A failed opening uses up its number like any other: the next line
+    // goes to the next name.
+    kov::Kov_diag_main diag;
+    diag.reset(widen(folder), u"n%2.dgn", 1);
+    diag.write(u"lost");
+    diag.write(u"next");
+  }
+  EXPECT_EQ(read_lines(folder + "/n01.dgn"), opened({"next"}));
+  EXPECT_EQ(read_bytes(outside.file("victim")), "precious");
+  EXPECT_FALSE(fs::exists(outside.file("absent")));
+  EXPECT_FALSE(fs::exists(outside.file("numbered")));
+  std::vector<std::string> tree;
+  for (const auto& entry : fs::recursive_directory_iterator(dir.path())) {
+    tree.push_back(entry.path().lexically_relative(dir.path()).string());
+  }
+  std::sort(tree.begin(), tree.end());
+  EXPECT_EQ(tree, (Lines{"folder", "folder/dangling.dgn", "folder/link.dgn", "folder/n00.dgn", "folder/n01.dgn",
+                         "folder/sub"}));
+  for (const char* link : {"link.dgn", "dangling.dgn", "n00.dgn"}) {
+    EXPECT_TRUE(fs::is_symlink(folder + "/" + link)) << link;
+  }
+
+  // A plain name still works, and its new file is rw-r----- whatever the
+  // umask leaves to others.
+  const mode_t old_mask = ::umask(0);
+  kov::Kov_diag_main diag;
+  diag.reset(widen(folder), u"ok.dgn", 1);
+  diag.write(u"kept");
+  ::umask(old_mask);
+  EXPECT_EQ(read_lines(folder + "/ok.dgn"), opened({"kept"}));
+  EXPECT_EQ(fs::status(folder + "/ok.dgn").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+}
+
+// The number field has at most five digits, enough for every value of the
+// running number: however wide a template asks for, the name stays short,
+// nothing is thrown and the lines reach the file.
+TEST(DiagFile, NumberFieldIsAtMostFiveDigits) {
+  const struct { std::u16string name; const char* made; } cases[] = {
+      {u"%4294967295.dgn", "00000.dgn"},         {u"%30000000.dgn", "00000.dgn"},
+      {u"w%99999999999999999999999x", "w00000x"}, {u"%6.dgn", "00000.dgn"},
+      {u"%5.dgn", "00000.dgn"},                   {u"%0000000000004.dgn", "0000.dgn"},
+  };
+  for (const auto& c : cases) {
+    Scratch_dir dir;
+    kov::Kov_diag_main diag;
+    diag.reset(dir.wpath(), c.name, 1);
+    EXPECT_NO_THROW({
+      kov::Kov_diag_trace scope(u"s", 1, diag);
+      scope.trace(u"m");
+    });
+    diag.close();
+    EXPECT_EQ(diag.name(), c.name);
+    Lines made;
+    for (const auto& entry : fs::directory_iterator(dir.path())) made.push_back(entry.path().filename().string());
+    ASSERT_EQ(made, Lines{c.made}) << std::string(c.name.begin(), c.name.end());
+    const Lines lines = read_lines(dir.file(c.made));
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_EQ(lines[4].substr(13), "  < s");
+  }
+}
+
+// Writers on three threads while other threads change the level, the
+// directory, the name template and all three at once, read the
+// configuration back and close the file. Every direct line reaches one of
+// the two directories exactly once (whatever the level, a direct write
+// writes), no configuration is ever read half-written, and every line in
+// the files is whole. Under ThreadSanitizer this is the check that the
+// configuration is shared safely.
+TEST(DiagFile, ReconfiguredWhileThreadsWrite) {
+  constexpr int WRITERS = 3, LINES = 1500;
+  Scratch_dir one;
+  Scratch_dir two;
+  const std::u16string paths[] = {one.wpath(), two.wpath()};
+  const std::u16string names[] = {u"plain.dgn", u"n%2.dgn", u"t%3"};
+  kov::Kov_diag_main diag;
+  diag.reset(paths[0], names[0], 3);
+  std::atomic<int> writing{WRITERS};
+  std::atomic<int> bad_reads{0};
+  const auto configure = [&](int which) {
+    for (unsigned i = 0; writing.load() > 0; ++i) {
+      switch (which) {
+        case 0: diag.level(static_cast<std::uint16_t>(i % 4)); break;
+        case 1: diag.path(paths[i % 2]); break;
+        case 2: diag.name(names[i % 3]); break;
+        case 3: diag.reset(paths[(i / 2) % 2], names[i % 3], static_cast<std::uint16_t>(1 + i % 3)); break;
+        default: {
+          const std::u16string path = diag.path(), name = diag.name();
+          if (std::find(std::begin(paths), std::end(paths), path) == std::end(paths) ||
+              std::find(std::begin(names), std::end(names), name) == std::end(names) || diag.level() > 3) {
+            ++bad_reads;
+          }
+          if (i % 8 == 0) diag.close();
+        }
+      }
+      std::this_thread::yield();
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int which = 0; which < 5; ++which) threads.emplace_back(configure, which);
+  for (int t = 0; t < WRITERS; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < LINES; ++i) {
+        diag.write(widen("direct " + std::to_string(t) + " " + std::to_string(i)));
+        kov::Kov_diag_trace scope(u"scope", 1, diag);
+        scope.trace(u"message %d %d", t, i);
+      }
+      --writing;
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(bad_reads.load(), 0);
+
+  std::map<std::string, int> direct;
+  int files = 0;
+  for (const Scratch_dir* dir : {&one, &two}) {
+    for (const auto& entry : fs::directory_iterator(dir->path())) {
+      ++files;
+      const Lines lines = read_lines(entry.path().string());
+      ASSERT_FALSE(lines.empty());
+      EXPECT_EQ(lines[0], header_line()) << entry.path();
+      for (const auto& line : lines) {
+        int t = -1, n = -1, end = 0;
+        if (line.rfind("direct ", 0) == 0) {
+          ++direct[line];
+        } else if (line != header_line() && line.rfind("**** Switch to thread ", 0) != 0) {
+          std::sscanf(line.c_str(), "[%*2d:%*2d:%*2d:%*2d]    message %d %d%n", &t, &n, &end);
+          const std::string body = line.substr(std::min<std::size_t>(13, line.size()));
+          EXPECT_TRUE(end == static_cast<int>(line.size()) || body == "  > scope" || body == "  < scope")
+              << entry.path() << ": " << line;
+        }
+      }
+    }
+  }
+  EXPECT_GT(files, 1);
+  EXPECT_EQ(direct.size(), static_cast<std::size_t>(WRITERS * LINES));
+  for (const auto& [line, count] : direct) EXPECT_EQ(count, 1) << line;
+}
+
 // Trace scopes.
 
 // 10:15:30 UTC on 1 January 2024, plus the microseconds in `fixed_micros`.
@@ -342,6 +509,33 @@ TEST_F(Traced, DumpRowsHaveFixedColumns) {
   EXPECT_EQ(written[written.size() - 2],
             pre + "31 32 33 34 35 36 37 38 39 3a 3b 3c 3d 3e 3f    123456789:;<=>?");
   EXPECT_EQ(written.back(), AT + "< d");
+}
+
+// A dump's heading is text: "%%" gives one "%", and every other "%" stands
+// as it is, with no argument read for it. A heading is cut like a message.
+TEST_F(Traced, DumpHeadingIsTextWithDoubledPercentOnly) {
+  const std::uint8_t bytes[] = {0x41, 0x42, 0x43, 0x44};
+  const struct { std::u16string heading; std::string written; } cases[] = {
+      {u"heading %s%d%n", "heading %s%d%n"},
+      {u"%s", "%s"},
+      {u"100%%", "100%"},
+      {u"%%%s%%%", "%%s%%"},
+      {u"%ls %*d %.*s %p %x %", "%ls %*d %.*s %p %x %"},
+      {u"%%%%", "%%"},
+      {std::u16string(3000, u'y'), std::string(1023, 'y')},
+      {std::u16string(1022, u'y') + u"%%z", std::string(1022, 'y') + "%"},
+  };
+  {
+    kov::Kov_diag_trace scope(u"d", 1, diag);
+    for (const auto& c : cases) scope.trace(c.heading.c_str(), bytes, 0);
+    scope.trace(u"%s%d%n", bytes, 4);
+  }
+  Lines expected = {AT + "> d"};
+  for (const auto& c : cases) expected.push_back(AT + "  " + c.written);
+  expected.push_back(AT + "  %s%d%n");
+  expected.push_back(AT + "  41 42 43 44 " + std::string(36, ' ') + "ABCD");
+  expected.push_back(AT + "< d");
+  EXPECT_EQ(lines(), expected);
 }
 
 TEST_F(Traced, DepthBelongsToEachThread) {

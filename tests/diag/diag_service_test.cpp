@@ -4,11 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include <sys/wait.h>
 
@@ -228,6 +230,45 @@ TEST(DiagGlobal, ServiceInitialiseResetsOnlyWhenAllThreeWereRead) {
   EXPECT_EQ(global.level(), 2);
   EXPECT_EQ(read_lines(dir.file("g0.dgn")), opened({"one", "two"}));
   EXPECT_EQ(read_lines(other.file("g1.dgn")), opened({"three"}));
+}
+
+// Threads that call global(), initialise() and initialise(&mine) at once on
+// a process with no object yet all end up with one and the same object.
+// A long name template makes the constructor slow, so the threads overlap
+// inside it; each round runs in a child process of its own, since only the
+// first call of a process can race.
+TEST(DiagGlobal, ThreadsRacingOnTheFirstCallShareOneObject) {
+  constexpr int ROUNDS = 20, THREADS = 6;
+  Scratch_dir dir;
+  Scoped_env path("DGN_FILEPATH", dir.path());
+  Scoped_env name("DGN_FILENAME", std::string(1 << 19, 'n') + "%2");
+  for (int round = 0; round < ROUNDS; ++round) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      kov::Kov_diag_main mine;
+      std::atomic<int> ready{0};
+      std::vector<kov::Kov_diag_main*> seen(THREADS, nullptr);
+      std::vector<std::thread> threads;
+      for (int t = 0; t < THREADS; ++t) {
+        threads.emplace_back([&, t] {
+          for (++ready; ready.load() < THREADS;) {
+          }
+          if (t == 0) Global::initialise(&mine);
+          if (t == 1) Global::initialise();
+          seen[t] = &Global::global();
+        });
+      }
+      for (auto& thread : threads) thread.join();
+      int distinct = 0;
+      for (auto* object : seen) distinct += object != &Global::global();
+      ::_exit(distinct);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status)) << "round " << round;
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "round " << round << ": threads saw another object";
+  }
 }
 
 // The kovdiag tool.

@@ -40,8 +40,8 @@ int descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
 }  // namespace
 
 File_result Posix_platform::file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
-                      Nev_file_sharing /*sharing: not enforced by POSIX*/, const void* security,
-                      std::intptr_t& handle) {
+                                      std::uint32_t attributes, Nev_file_sharing /*sharing: not enforced by POSIX*/,
+                                      const void* security, std::intptr_t& handle) {
   const std::string native = nev_to_utf8(path);
   const int creation = creation_flags(open);
   const int mode = access_flags(access);
@@ -53,9 +53,11 @@ File_result Posix_platform::file_open(const std::u16string& path, Nev_file_open 
   // Opening an existing file for writing with OPEN_ALWAYS continues it: every
   // write goes behind what is there, so an earlier run's output is kept.
   if (open == NEV_FILE_OPEN_ALWAYS && access != NEV_FILE_READ) flags |= O_APPEND;
+  if ((attributes & NEV_FILE_NO_FOLLOW) != 0) flags |= O_NOFOLLOW;
+  const mode_t permissions = (attributes & NEV_FILE_NO_OTHERS) != 0 ? 0640 : 0644;
   int fd;
   do {
-    fd = ::open(native.c_str(), flags, 0644);
+    fd = ::open(native.c_str(), flags, permissions);
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) return failure(errno);
   handle = fd;

@@ -14,7 +14,8 @@ class Posix_platform final : public Platform {
   std::int64_t local_offset_at_local(std::int64_t local_seconds) override;
 
   File_result file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
-                        Nev_file_sharing sharing, const void* security, std::intptr_t& handle) override;
+                        std::uint32_t attributes, Nev_file_sharing sharing, const void* security,
+                        std::intptr_t& handle) override;
   File_result file_write(std::intptr_t handle, const void* data, std::uint32_t bytes,
                          std::uint32_t& written) override;
   File_result file_read(std::intptr_t handle, void* data, std::uint32_t bytes, std::uint32_t& read) override;

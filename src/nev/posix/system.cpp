@@ -98,7 +98,14 @@ std::size_t write_all(int fd, const std::string& bytes) {
 }  // namespace
 
 bool Posix_platform::environment_variable(const std::u16string& name, std::u16string& value) {
+  // In a program that runs with rights its caller lacks (set-user-ID,
+  // set-group-ID, file capabilities) every variable counts as unset: the
+  // caller's environment must not choose where such a program writes.
+#if defined(__linux__)
+  const char* text = ::secure_getenv(nev_to_utf8(name).c_str());
+#else
   const char* text = std::getenv(nev_to_utf8(name).c_str());
+#endif
   if (text == nullptr) return false;
   value = nev_from_utf8(text);
   return true;
