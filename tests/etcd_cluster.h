@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -67,6 +68,10 @@ class Etcd_cluster {
     ::kill(member.pid, signal);
     ::waitpid(member.pid, nullptr, 0);
     member.pid = -1;
+  }
+  // Sends `signal` to member `i` (SIGSTOP to hang it, SIGCONT to resume it).
+  void signal(int i, int signal) const {
+    if (m_members[i].pid > 0) ::kill(m_members[i].pid, signal);
   }
   // Starts member `i` again on its data, and waits until it answers.
   bool restart(int i) {
@@ -172,6 +177,7 @@ class Etcd_cluster {
     const std::string log = m_folder + "/m" + std::to_string(i) + ".log";
     const pid_t pid = ::fork();
     if (pid == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // never outlives the test
       const int fd = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
       ::dup2(fd, 1);
       ::dup2(fd, 2);
