@@ -10,6 +10,11 @@
 // With no variable and no home folder there is no hive: the calls fail and
 // say so, rather than fall back on a shared folder that another user could
 // prepare.
+//
+// Either variable may instead name a prefix of an etcd cluster,
+// `etcd://HOST:PORT[,...]/PREFIX` (etcd_hive.h): machine M is then PREFIX/M,
+// and it exists once its hive was written to. NEV_REGISTRY_TIMEOUT_MS bounds
+// the wait for the cluster (default 2000).
 #include "nev/posix/hive_location.h"
 
 #include <pwd.h>
