@@ -20,6 +20,8 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -70,8 +72,12 @@ class Etcd_cluster {
     member.pid = -1;
   }
   // Sends `signal` to member `i` (SIGSTOP to hang it, SIGCONT to resume it).
+  // A stop is waited for until every thread of the member has stopped.
   void signal(int i, int signal) const {
-    if (m_members[i].pid > 0) ::kill(m_members[i].pid, signal);
+    const pid_t pid = m_members[i].pid;
+    if (pid <= 0) return;
+    ::kill(pid, signal);
+    while (signal == SIGSTOP && state_of(pid) != 'T') std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   // Starts member `i` again on its data, and waits until it answers.
   bool restart(int i) {
@@ -107,6 +113,14 @@ class Etcd_cluster {
     int peer;
     pid_t pid;
   };
+
+  // The state letter of process `pid` (R, S, T, ...); '?' when unknown.
+  static char state_of(pid_t pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    const std::size_t end = text.rfind(')');
+    return end != std::string::npos && end + 2 < text.size() ? text[end + 2] : '?';
+  }
 
   static int free_port() {
     const int fd = ::socket(AF_INET, SOCK_STREAM, 0);

@@ -113,8 +113,13 @@ TEST(Etcd_faults, AStoppedClusterFailsEveryCallInTimeAndServesAgainWhenBack) {
   expect_failures({every_call()[1], every_call()[4], every_call()[7]}, cluster.endpoint(0));
   cluster.signal(0, SIGCONT);
 
-  // Gone: every call fails, the predicates say no.
+  // Gone: once the watch has seen the connection close (a read in that
+  // moment is still served, and is no older than any acknowledged write),
+  // every call fails, the predicates say no.
   cluster.kill(0);
+  for (int tries = 0; tries < 50 && nev_reg_key_exists(HKLM, u"Kept", u""); ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
   expect_failures(every_call(), cluster.endpoint(0));
   EXPECT_FALSE(nev_reg_key_exists(HKLM, u"Kept", u""));
   Nev_hkey key = nullptr;
