@@ -293,7 +293,7 @@ bool Etcd_hive::take(const Etcd_watch_message& message) {
     // revision before this message.
     const std::int64_t shown = m_revision;
     for (const Etcd_event& event : message.events) {
-      if (event.kv.mod_revision <= shown) continue;  // already here (our own write)
+      if (event.kv.mod_revision <= shown) continue;  // already in the loaded mirror
       const std::string key = event.kv.key.substr(m_prefix.size());
       if (event.put) {
         m_mirror[key] = Entry{event.kv.value, event.kv.create_revision, event.kv.mod_revision};
@@ -418,20 +418,11 @@ bool Etcd_hive::commit(Nev_status& status, bool& conflict) {
     fail(error.what, status);
     return false;
   }
-  for (const Etcd_op& op : ops) {
-    std::string key = op.key.substr(m_prefix.size());
-    if (!op.put) {
-      m_mirror.erase(key);
-      continue;
-    }
-    Entry& entry = m_mirror[std::move(key)];
-    if (entry.create_revision == 0) entry.create_revision = revision;
-    entry.mod_revision = revision;
-    entry.value = op.value;
-  }
-  m_revision = std::max(m_revision, revision);
+  // The mirror takes the changes from the watch, in revision order with
+  // every other process's: applying them here and moving the mirror's
+  // revision on would skip those of others that the watch has not brought
+  // yet. Reads wait until the watch has brought this revision.
   m_acked = std::max(m_acked, revision);
-  drop_derived();
   return true;
 }
 

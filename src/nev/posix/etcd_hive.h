@@ -37,7 +37,9 @@
 // that no key of a range it listed changed after the mirror's revision. A
 // write in between on what the body read makes the transaction fail; the
 // body then runs again once the mirror shows that write (`w`). On success
-// the changes enter the mirror at the committed revision.
+// the changes reach the mirror through the watch like everyone's, and the
+// next read waits for them: a write is also a barrier, after which this
+// process sees every write committed before it.
 //
 // Thread contract: as for every hive (hive.h). A child process after fork()
 // starts afresh: new connections, a new watch, the mirror loaded again.
