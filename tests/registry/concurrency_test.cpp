@@ -86,6 +86,9 @@ TEST_F(Hive_test, ForkedWritersAndReadersLoseNothingAndNeverSeeALock) {
     }));
   }
   for (const pid_t child : children) EXPECT_EQ(exit_code(child), 0);
+  // A hive in a cluster shows other processes' writes as its watch brings
+  // them; a write of one's own is the barrier after which all are seen.
+  if (etcd_backend()) put(u"Barrier", u"after the children", 1u);
 
   std::vector<Nev_reg_value> values;
   Nev_status status;
@@ -126,7 +129,9 @@ TEST_F(Hive_test, AWriterKilledMidWayLeavesEveryCommittedWrite) {
   ASSERT_TRUE(WIFSIGNALED(wait_status));
   ASSERT_GE(last, 150);
 
-  EXPECT_EQ(integrity_of(hive()), "ok");
+  if (!etcd_backend()) {
+    EXPECT_EQ(integrity_of(hive()), "ok");
+  }
   for (int i = 0; i <= last; ++i) EXPECT_EQ(text_of(HKLM, u"Crash\\" + number_name(i % 7), number_name(i)), text(i));
   put(u"Crash", u"after", 1u);
 }
@@ -137,14 +142,14 @@ TEST_F(Hive_test, AReaderFollowsAWriterThroughCheckpoints) {
   const std::string path = hive();
   const pid_t writer = spawn([&path] {
     sqlite3* db = nullptr;
-    if (sqlite3_open(path.c_str(), &db) != SQLITE_OK) return 1;
-    sqlite3_busy_timeout(db, 5000);
+    if (!etcd_backend() && sqlite3_open(path.c_str(), &db) != SQLITE_OK) return 1;
+    if (db != nullptr) sqlite3_busy_timeout(db, 5000);
     Nev_status own;
     for (std::uint32_t i = 1; i <= LAST; ++i) {
       nev_set_reg_uint_value(HKLM, u"Follow", u"", u"Counter", i, own);
       if (!own.ok()) return 2;
       // Restarting the WAL now and then: the readers' check must see through it.
-      if (i % 50 == 0) sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
+      if (db != nullptr && i % 50 == 0) sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
     }
     sqlite3_close(db);
     return 0;
@@ -241,6 +246,8 @@ TEST_F(Hive_test, AChildOfAnExitedWriterKeepsEveryWriteBesideOtherProcesses) {
   nev_enum_reg_values(HKLM, u"Fork", values, status);
   ASSERT_STATUS_OK(status);
   EXPECT_EQ(values.size(), static_cast<std::size_t>(1 + CHILD_WRITES + TOOL_WRITES));
-  EXPECT_EQ(integrity_of(hive()), "ok");
+  if (!etcd_backend()) {
+    EXPECT_EQ(integrity_of(hive()), "ok");
+  }
 }
 #endif

@@ -1,6 +1,10 @@
 // A fresh hive for every test: a new temporary folder, with NEV_REGISTRY and
 // NEV_REGISTRY_MACHINES pointing into it, set in SetUp before the registry
 // resolves its locations again.
+//
+// The same tests run on both kinds of hive: with NEV_TEST_BACKEND=etcd in the
+// environment, the hives lie under a fresh prefix of an etcd cluster that the
+// test process starts on 127.0.0.1 (one for the whole process) instead.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,6 +17,19 @@
 #include "nev/platform.h"
 #include "nev/status.h"
 #include "nev/strings.h"
+#include "etcd_cluster.h"
+
+// Whether this run tests the etcd hive rather than the SQLite one.
+inline bool etcd_backend() {
+  const char* backend = std::getenv("NEV_TEST_BACKEND");
+  return backend != nullptr && std::string(backend) == "etcd";
+}
+
+// The cluster of this test process, started on first use.
+inline test_support::Etcd_cluster& test_cluster() {
+  static test_support::Etcd_cluster cluster(1);
+  return cluster;
+}
 
 class Hive_test : public ::testing::Test {
  protected:
@@ -20,8 +37,12 @@ class Hive_test : public ::testing::Test {
     std::string pattern = (std::filesystem::temp_directory_path() / "nev-registry-XXXXXX").string();
     ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
     m_folder = pattern;
+    if (etcd_backend()) {
+      static int tests = 0;
+      m_store = test_cluster().location("t" + std::to_string(::getpid()) + "-" + std::to_string(++tests));
+    }
     ::setenv("NEV_REGISTRY", hive().c_str(), 1);
-    ::setenv("NEV_REGISTRY_MACHINES", (m_folder + "/machines").c_str(), 1);
+    ::setenv("NEV_REGISTRY_MACHINES", machines().c_str(), 1);
     nev::platform::reset_hive_locations();
   }
   void TearDown() override {
@@ -30,11 +51,22 @@ class Hive_test : public ::testing::Test {
   }
 
   const std::string& folder() const { return m_folder; }
-  std::string hive() const { return m_folder + "/hive.db"; }
+  // This machine's hive, and the location of named machines' hives.
+  std::string hive() const { return m_store.empty() ? m_folder + "/hive.db" : m_store + "/local"; }
+  std::string machines() const { return m_store.empty() ? m_folder + "/machines" : m_store + "/machines"; }
+  // The hive of machine `name`.
+  std::string machine_hive(const std::string& name) const {
+    return machines() + "/" + name + (m_store.empty() ? ".db" : "");
+  }
 
  private:
   std::string m_folder;
+  std::string m_store;
 };
+
+// Skips a test about the files of the SQLite hive when the hives are in etcd.
+#define SKIP_UNLESS_FILE_HIVE() \
+  if (etcd_backend()) GTEST_SKIP() << "about hive files only"
 
 // Asserts that `status` is good, showing its text when it is not.
 #define EXPECT_STATUS_OK(status) EXPECT_TRUE((status).ok()) << nev::nev_to_utf8(nev::nev_status_text(status))

@@ -234,6 +234,7 @@ TEST_F(Hive_test, DeletingATreeTakesEverythingBelowAndNothingBeside) {
 }
 
 TEST_F(Hive_test, AHiveIsCreatedOnFirstWriteOnlyAndAFileThatIsNoHiveFailsWithItsName) {
+  SKIP_UNLESS_FILE_HIVE();
   const std::string nested = folder() + "/a/b/hive.db";
   ::setenv("NEV_REGISTRY", nested.c_str(), 1);
   nev::platform::reset_hive_locations();
@@ -285,12 +286,12 @@ TEST_F(Hive_test, NamedMachinesHaveHivesOfTheirOwn) {
   EXPECT_EQ(nev_connect_reg_root(u"far", HKLM, status), nullptr);
   EXPECT_EQ(status.code(), NEV_E_REG_NO_MACHINE);
   EXPECT_EQ(status.argument(0, 0), u"far");
-  EXPECT_EQ(status.argument(0, 1), nev_from_utf8(folder() + "/machines/far.db"));
+  EXPECT_EQ(status.argument(0, 1), nev_from_utf8(machine_hive("far")));
   nev_connect_reg_root(u"../hive", HKLM, status);
   EXPECT_EQ(status.code(), NEV_E_REG_NO_MACHINE);
 
   // Give "far" a hive by writing through it as the local one, then come back.
-  ::setenv("NEV_REGISTRY", (folder() + "/machines/far.db").c_str(), 1);
+  ::setenv("NEV_REGISTRY", machine_hive("far").c_str(), 1);
   nev::platform::reset_hive_locations();
   put(u"Where", u"", u"far");
   ::setenv("NEV_REGISTRY", hive().c_str(), 1);

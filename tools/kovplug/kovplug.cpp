@@ -6,13 +6,19 @@
 //                    [--implementation V] [--library-version V]
 //                    (LIBRARY is stored as its canonical absolute path)
 //   kovplug unregister PLUGIN [TYPE]
+//   kovplug --machine M COMMAND ...   the same on the named machine M
 //
+// --machine M works on M's hive where NEV_REGISTRY_MACHINES places it (a
+// folder holding M.db, or an etcd location holding M under its prefix), as
+// if it were this machine's: the plug-in functions read this machine's
+// registry only.
 // TYPE is a type identifier in braces; versions are written major.minor (a
 // bare major means minor 0). Failures are printed as readable status text;
 // the exit code is 0 on success, 1 on a failure, 2 on a usage error.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <map>
@@ -34,6 +40,7 @@ constexpr const char* USAGE =
     "  kovplug register PLUGIN TYPE LIBRARY [--display-name T] [--interface V]\n"
     "                   [--implementation V] [--library-version V]\n"
     "  kovplug unregister PLUGIN [TYPE]\n"
+    "  kovplug --machine M COMMAND ...  (M's hive, found through NEV_REGISTRY_MACHINES)\n"
     "TYPE is {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}; versions are major.minor.\n";
 
 // A mistake on the command line; its text goes to the user with the usage.
@@ -199,7 +206,31 @@ int unregister(const Arguments& args) {
   return status.ok() ? 0 : fail(status);
 }
 
+// Makes the hive of machine `machine` this process's hive; false, with the
+// failure printed, when the machine cannot be connected.
+bool use_machine(const std::string& machine) {
+  const char* machines = std::getenv("NEV_REGISTRY_MACHINES");
+  if (machines == nullptr || *machines == '\0') throw Usage_error{"--machine needs NEV_REGISTRY_MACHINES"};
+  // Set before the registry's first use, which resolves the locations.
+  const std::string location = std::string(machines);
+  const bool store = location.rfind("etcd://", 0) == 0;
+  ::setenv("NEV_REGISTRY", (location + "/" + machine + (store ? "" : ".db")).c_str(), 1);
+  nev::Nev_status status;
+  const nev::Nev_hkey root = nev::nev_connect_reg_root(nev::nev_from_utf8(machine), nev::NEV_HKEY_LOCAL_MACHINE, status);
+  if (root == nullptr) {
+    print(stderr, nev::nev_status_text(status) + u"\n");
+    return false;
+  }
+  nev::nev_disconnect_reg_root(root, status);
+  return true;
+}
+
 int run(int argc, char** argv) {
+  if (argc >= 3 && std::string(argv[1]) == "--machine") {
+    if (!use_machine(argv[2])) return 1;
+    argv[2] = argv[0];
+    return run(argc - 2, argv + 2);
+  }
   if (argc < 2) throw Usage_error{"no command"};
   const std::string command = argv[1];
   const std::vector<std::string> versions = {"--interface", "--implementation"};

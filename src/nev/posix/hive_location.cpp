@@ -10,12 +10,19 @@
 // With no variable and no home folder there is no hive: the calls fail and
 // say so, rather than fall back on a shared folder that another user could
 // prepare.
+//
+// Either variable may instead name a prefix of an etcd cluster,
+// `etcd://HOST:PORT[,...]/PREFIX` (etcd_hive.h): machine M is then PREFIX/M,
+// and it exists once its hive was written to. NEV_REGISTRY_TIMEOUT_MS bounds
+// the wait for the cluster (default 2000).
 #include "nev/posix/hive_location.h"
 
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -26,6 +33,9 @@
 #include "nev/posix/posix_platform.h"
 #include "nev/posix/sqlite_hive.h"
 #include "nev/strings.h"
+#ifdef NEV_WITH_ETCD
+#include "nev/posix/etcd_hive.h"
+#endif
 
 namespace nev {
 
@@ -59,6 +69,36 @@ std::string data_home(Platform& platform) {
 
 bool is_store_location(const std::string& location) { return location.rfind("etcd://", 0) == 0; }
 
+// ---- hives in an etcd cluster ------------------------------------------------
+#ifdef NEV_WITH_ETCD
+// How long a call on a hive in a cluster may wait for it: NEV_REGISTRY_TIMEOUT_MS,
+// else 2 s.
+std::chrono::milliseconds store_timeout(Platform& platform) {
+  const std::string text = variable(platform, u"NEV_REGISTRY_TIMEOUT_MS");
+  char* end = nullptr;
+  const long long ms = text.empty() ? 0 : std::strtoll(text.c_str(), &end, 10);
+  return std::chrono::milliseconds(ms > 0 && end != nullptr && *end == '\0' ? ms : 2000);
+}
+
+std::shared_ptr<detail::Hive> open_store_hive(Platform& platform, const std::string& location, Nev_status& status) {
+  return detail::Etcd_hive::open(location, store_timeout(platform), status);
+}
+
+// Whether the hive in the cluster exists (it was written to once); false
+// with the cluster's failure in `status` when it could not be asked.
+bool store_hive_exists(detail::Hive& hive, Nev_status& status) {
+  return static_cast<detail::Etcd_hive&>(hive).exists(status);
+}
+#else
+std::shared_ptr<detail::Hive> open_store_hive(Platform&, const std::string& location, Nev_status& status) {
+  status.assign(NEV_E_REG_HIVE, Nev_wstring_status_arg(nev_from_utf8(location)),
+                Nev_wstring_status_arg(u"this build has no support for hives in an etcd cluster"));
+  return nullptr;
+}
+
+bool store_hive_exists(detail::Hive&, Nev_status&) { return false; }
+#endif
+
 }  // namespace
 
 Hive_locations Posix_platform::hive_locations() {
@@ -77,11 +117,7 @@ Hive_locations Posix_platform::hive_locations() {
 }
 
 std::shared_ptr<detail::Hive> Posix_platform::open_hive(const std::string& location, Nev_status& status) {
-  if (is_store_location(location)) {
-    status.assign(NEV_E_REG_HIVE, Nev_wstring_status_arg(nev_from_utf8(location)),
-                  Nev_wstring_status_arg(u"this build has no support for hives in an etcd cluster"));
-    return nullptr;
-  }
+  if (is_store_location(location)) return open_store_hive(*this, location, status);
   return detail::Sqlite_hive::at(location);
 }
 
@@ -171,7 +207,15 @@ Hive* machine_hive(const std::u16string& name, Nev_status& status) {
     status.assign(NEV_E_REG_NO_MACHINE, Nev_wstring_status_arg(name), Nev_wstring_status_arg(nev_from_utf8(location)));
     return nullptr;
   }
-  return open_at(table, location, status);
+  Hive* hive = open_at(table, location, status);
+  // A hive in a cluster exists once it was written to (its head key is there).
+  if (hive != nullptr && store && !platform::store_hive_exists(*hive, status)) {
+    if (status.ok()) {
+      status.assign(NEV_E_REG_NO_MACHINE, Nev_wstring_status_arg(name), Nev_wstring_status_arg(nev_from_utf8(location)));
+    }
+    return nullptr;
+  }
+  return hive;
 }
 
 }  // namespace detail
