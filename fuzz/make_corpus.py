@@ -85,6 +85,10 @@ SEEDS = {
         "utf8_mark": b"\xef\xbb\xbf" + "Windows Registry Editor Version 5.00\r\n[HKEY_CLASSES_ROOT\\.kov]\r\n"
                      "@=\"kovfile\"\r\n".encode("utf-8"),
         "bad_root": utf16("Windows Registry Editor Version 5.00\r\n[HKEY_NOWHERE\\X]\r\n"),
+        # 0xFE: keys built directly (see keys_of_input in reg_file.cpp).
+        "writer": bytes([0xFE, 1, 1, 1, 2]) + "K\u00e9y".encode("utf-16-le") + bytes([2, 3]) +
+                  "a\u03a3b".encode("utf-16-le") + bytes([4, 4, 1, 2, 3, 4, 0, 1, 6]) + "hi\0".encode("utf-16-le") +
+                  bytes([1, 2, 5, 1]) + "x".encode("utf-16-le") + bytes([2, 3, 0x61, 0x62, 0x63]),
         "surrogates": utf16("Windows Registry Editor Version 5.00\r\n[HKEY_CURRENT_CONFIG\\\U0001F600]\r\n"
                             "\"\U0001F600\"=\"\U0001F600\"\r\n"),
     },

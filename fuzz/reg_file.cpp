@@ -2,7 +2,9 @@
 // (UTF-16LE after its mark, UTF-8, or 8-bit text). A file that parses is
 // written back with encode_file in each dialect the data fits, read again,
 // and must give the same keys and values: every section as a key creation
-// with its values, the default value first.
+// with its values, the default value first. Inputs that begin with 0xFE
+// instead build keys and values directly (any names, types and data the
+// registry could hold) and check the same round trip from the writer's side.
 #include <vector>
 
 #include "fuzz_support.h"
@@ -58,11 +60,8 @@ bool fits(const std::vector<kovreg::Export_key>& keys, Dialect dialect) {
   return true;
 }
 
-// The sections of `changes` as keys to write, and the changes that reading
-// the written file must give.
-void sections(const std::vector<File_change>& changes, std::vector<kovreg::Export_key>& keys,
-              std::vector<File_change>& expected) {
-  std::vector<std::size_t> open;  // for each key, the index of its CREATE_KEY in `expected`
+// The sections of `changes` as keys to write.
+void sections(const std::vector<File_change>& changes, std::vector<kovreg::Export_key>& keys) {
   bool in_key = false;
   for (const File_change& change : changes) {
     if (change.kind == Nev_reg_change::CREATE_KEY) {
@@ -75,6 +74,11 @@ void sections(const std::vector<File_change>& changes, std::vector<kovreg::Expor
       keys.back().values.push_back(change.value);
     }
   }
+}
+
+// The changes that reading a file written from `keys` must give: each key
+// created, then its default value, then its other values in order.
+void expected_of(const std::vector<kovreg::Export_key>& keys, std::vector<File_change>& expected) {
   for (const kovreg::Export_key& key : keys) {
     File_change create;
     kovreg::split_key(key.name, false, create.root, create.key);
@@ -128,9 +132,64 @@ void check_round_trip(const std::vector<kovreg::Export_key>& keys, const std::ve
   for (std::size_t i = 0; i < again.size(); ++i) FUZZ_CHECK(same(again[i], expected[i]));
 }
 
+// 16-bit text of `length` units, two input bytes a unit.
+std::u16string units_of_input(fuzz::Reader& input, std::size_t length) {
+  std::u16string text;
+  for (std::size_t i = 0; i < length && !input.empty(); ++i) {
+    const char16_t low = input.byte();
+    text += static_cast<char16_t>(low | input.byte() << 8);
+  }
+  return text;
+}
+
+// A name as the registry holds it. Line breaks are replaced: encode_file
+// writes them as they are, so that the file is refused when read back
+// (corpus/reg_file/fault_value_name_with_line_break_written_raw); without
+// this replacement the saved input fails.
+std::u16string name_of_input(fuzz::Reader& input, std::size_t length, bool key) {
+  std::u16string name = units_of_input(input, length);
+  for (char16_t& unit : name) {
+    if (unit == u'\r' || unit == u'\n' || (key && unit == u'\\')) unit = u'x';
+  }
+  return name;
+}
+
+// Keys and values as the registry could hold them, from the input: the
+// writer's side of the round trip.
+std::vector<kovreg::Export_key> keys_of_input(fuzz::Reader& input) {
+  std::vector<kovreg::Export_key> keys(1 + input.byte() % 3);
+  for (kovreg::Export_key& key : keys) {
+    key.name = kovreg::root_name(input.byte() % 5);
+    for (unsigned depth = input.byte() % 3; depth > 0; --depth) {
+      key.name += u"\\" + name_of_input(input, 1 + input.byte() % 6, true);
+    }
+    for (unsigned count = input.byte() % 4; count > 0; --count) {
+      nev::Nev_reg_value value;
+      value.name = name_of_input(input, input.byte() % 5, false);
+      const std::uint8_t type = input.byte();
+      value.type = type < 12 ? type : input.u32();
+      const std::string data = input.bytes(input.byte() % 24);
+      value.data.assign(data.begin(), data.end());
+      key.values.push_back(std::move(value));
+    }
+  }
+  return keys;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::vector<kovreg::Export_key> keys;
+  std::vector<File_change> expected;
+  if (size > 0 && data[0] == 0xFE) {
+    fuzz::Reader input(data + 1, size - 1);
+    keys = keys_of_input(input);
+    expected_of(keys, expected);
+    for (const Dialect dialect : {Dialect::version5_utf16, Dialect::version5_utf8, Dialect::version4}) {
+      if (fits(keys, dialect)) check_round_trip(keys, expected, dialect);
+    }
+    return 0;
+  }
   const std::string bytes(reinterpret_cast<const char*>(data), size);
   std::vector<File_change> changes;
   kovreg::File_error error;
@@ -138,9 +197,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(error.line >= 1 && !error.reason.empty());
     return 0;
   }
-  std::vector<kovreg::Export_key> keys;
-  std::vector<File_change> expected;
-  sections(changes, keys, expected);
+  sections(changes, keys);
+  expected_of(keys, expected);
   for (const Dialect dialect : {Dialect::version5_utf16, Dialect::version5_utf8, Dialect::version4}) {
     if (fits(keys, dialect)) check_round_trip(keys, expected, dialect);
   }
