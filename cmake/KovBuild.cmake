@@ -18,6 +18,24 @@ if(KOV_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+# ThreadSanitizer cannot be combined with AddressSanitizer; the two options
+# exclude each other.
+if(KOV_SANITIZE_THREAD)
+  if(KOV_SANITIZE)
+    message(FATAL_ERROR "KOV_SANITIZE and KOV_SANITIZE_THREAD cannot be combined")
+  endif()
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
+
+# Fuzzing: everything is built with coverage feedback for libFuzzer and with
+# AddressSanitizer and UndefinedBehaviorSanitizer; the fuzz programs add the
+# libFuzzer driver themselves.
+if(KOV_BUILD_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
 # Adds every direct subfolder of DIR that has a CMakeLists.txt, in name order,
 # so that a new tool, plug-in or benchmark needs no edit of a shared file.
 function(kov_add_subdirectories dir)

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs the Debian packages that building and testing need, when missing.
 set -e
-packages="cmake ninja-build g++ pkg-config dpkg-dev file libsqlite3-dev libgtest-dev libgmock-dev libbenchmark-dev libgmp-dev libspdlog-dev libcurl4-openssl-dev nlohmann-json3-dev etcd-server etcd-client"
+packages="cmake ninja-build g++ pkg-config dpkg-dev file libsqlite3-dev libgtest-dev libgmock-dev libbenchmark-dev libgmp-dev libspdlog-dev libcurl4-openssl-dev nlohmann-json3-dev etcd-server etcd-client clang libclang-rt-14-dev"
 missing=""
 for p in $packages; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
