@@ -7,7 +7,6 @@
 // value modulo 2^64 of everything added there is kept and its low bytes are
 // stored, which is the arithmetic modulo W.
 #include <algorithm>
-#include <cassert>
 
 #include "ext_number/word_ops.h"
 #include "kov/ext_number.h"
@@ -98,7 +97,8 @@ void add_shifted_row(const Word_writer& r, const Word_reader& b, std::size_t row
 // Below the block size the split is the whole product; above it the blocks
 // are combined like schoolbook digits.
 constexpr std::size_t BLOCK_WORDS = detail::PRODUCT_BLOCK_WORDS;
-constexpr std::size_t BLOCK_SCRATCH_WORDS = 6 * BLOCK_WORDS;
+constexpr std::size_t BLOCK_SCRATCH_WORDS =
+    std::max(detail::multiply_scratch(BLOCK_WORDS), detail::multiply_low_scratch(BLOCK_WORDS));
 
 // r += p[0, count) * 2^(64 * at), truncated at the top of r.
 void add_words_at(const Word_writer& r, std::size_t at, const Word* p, std::size_t count) noexcept {
@@ -137,8 +137,6 @@ void load_block(const Word_reader& x, std::size_t from, std::size_t n, Word* out
 // r += x * y, truncated at the top of r, through the split products.
 [[gnu::noinline]] void add_product_blocks(const Word_writer& r, const Word_reader& x, const Word_reader& y) noexcept {
   Word xa[BLOCK_WORDS], yb[BLOCK_WORDS], product[2 * BLOCK_WORDS], scratch[BLOCK_SCRATCH_WORDS];
-  assert(detail::multiply_scratch(BLOCK_WORDS) <= BLOCK_SCRATCH_WORDS);
-  assert(detail::multiply_low_scratch(BLOCK_WORDS) <= BLOCK_SCRATCH_WORDS);
   for (std::size_t i = 0; i < x.words() && i < r.words(); i += BLOCK_WORDS) {
     const std::size_t xn = std::min(BLOCK_WORDS, x.words() - i);
     load_block(x, i, xn, xa);

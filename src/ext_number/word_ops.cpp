@@ -82,24 +82,152 @@ void multiply_karatsuba(Word* r, const Word* a, const Word* b, std::size_t n, Wo
   add_word(r + 3 * l, 2 * n - 3 * l, c);
 }
 
-std::size_t karatsuba_scratch(std::size_t n) noexcept;
-
-std::size_t balanced_scratch(std::size_t n) noexcept {
-  if (n < KARATSUBA_THRESHOLD) return 0;
-  return karatsuba_scratch(n);
+// Bit and digit helpers of the three-way split; all in place on w[0, n).
+void shift_left_1(Word* w, std::size_t n) noexcept {
+  for (std::size_t i = n; i-- > 1;) w[i] = (w[i] << 1) | (w[i - 1] >> 63);
+  w[0] <<= 1;
 }
 
-std::size_t karatsuba_scratch(std::size_t n) noexcept {
-  const std::size_t l = (n + 1) / 2;
-  return 4 * l + std::max(2 * l, balanced_scratch(l));
+void shift_right_1(Word* w, std::size_t n) noexcept {
+  for (std::size_t i = 0; i + 1 < n; ++i) w[i] = (w[i] >> 1) | (w[i + 1] << 63);
+  w[n - 1] >>= 1;
+}
+
+// w /= 3 for a multiple of 3: a word at a time through the inverse of 3
+// modulo 2^64, the borrow running upward.
+void divide_exactly_by_3(Word* w, std::size_t n) noexcept {
+  constexpr Word INVERSE_OF_3 = 0xAAAAAAAAAAAAAAABull;
+  Word borrow = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Word x = w[i] - borrow;
+    const Word under = w[i] < borrow;
+    const Word q = x * INVERSE_OF_3;  // 3 q = x + high(3 q) * 2^64
+    w[i] = q;
+    borrow = static_cast<Word>((static_cast<Wide>(q) * 3) >> 64) + under;
+  }
+}
+
+// d[0, n) = |x - y| for x, y of n words (d may be x); returns true when y
+// is the greater.
+bool absolute_difference(Word* d, const Word* x, const Word* y, std::size_t n) noexcept {
+  const bool y_greater = compare_words(x, y, n) < 0;
+  if (y_greater) std::swap(x, y);
+  unsigned char borrow = 0;
+  for (std::size_t i = 0; i < n; ++i) borrow = sub_with_borrow(borrow, x[i], y[i], d[i]);
+  return y_greater;
+}
+
+// The values of a0 + a1 X + a2 X^2 (parts of k, k and r words) at X = 1,
+// -1 (as magnitude and sign) and 2, each in k + 1 words.
+struct Toom3_values {
+  Word* at_1;
+  Word* at_minus_1;
+  Word* at_2;
+  bool minus_1_negative;
+};
+
+void toom3_evaluate(const Word* a, std::size_t k, std::size_t r, const Toom3_values& v) noexcept {
+  const Word* a1 = a + k;
+  const Word* a2 = a + 2 * k;
+  // a0 + a2 in at_minus_1 for now.
+  copy_words(v.at_minus_1, a, k);
+  v.at_minus_1[k] = add_word(v.at_minus_1 + r, k - r, add_words(v.at_minus_1, a2, r));
+  copy_words(v.at_1, v.at_minus_1, k + 1);
+  v.at_1[k] += add_words(v.at_1, a1, k);
+  // 2 (2 a2 + a1) + a0
+  copy_words(v.at_2, a2, r);
+  zero_words(v.at_2 + r, k + 1 - r);
+  shift_left_1(v.at_2, k + 1);
+  v.at_2[k] += add_words(v.at_2, a1, k);
+  shift_left_1(v.at_2, k + 1);
+  v.at_2[k] += add_words(v.at_2, a, k);
+}
+
+// r += w[0, n) * 2^(64 * at), within r[0, top); the sum fits.
+void add_at(Word* r, std::size_t top, std::size_t at, const Word* w, std::size_t n) noexcept {
+  const std::size_t m = std::min(n, top - at);
+  add_word(r + at + m, top - at - m, add_words(r + at, w, m));
+}
+
+// Toom-3: a and b as polynomials of three parts in X = B^k, their product
+// from five products of k + 1 words (at 0, 1, -1, 2 and infinity) and an
+// exact interpolation.
+void multiply_toom3(Word* r, const Word* a, const Word* b, std::size_t n, Word* s) noexcept {
+  const std::size_t k = (n + 2) / 3, rest = n - 2 * k, k1 = k + 1, l = 2 * k1;
+  Word* pa = s;       // a's values: 3 (k + 1) words
+  Word* pb = s + 3 * k1;
+  Word* w1 = s + 6 * k1;  // products at 1, -1, 2, and a spare: 4 (2k + 2) words
+  Word* wm1 = w1 + l;
+  Word* w2 = wm1 + l;
+  Word* spare = w2 + l;
+  Word* next = spare + l;
+  Toom3_values va{pa, pa + k1, pa + 2 * k1, false}, vb{pb, pb + k1, pb + 2 * k1, false};
+  toom3_evaluate(a, k, rest, va);
+  toom3_evaluate(b, k, rest, vb);
+  // a0 + a2 - a1, from a0 + a2 held in at_minus_1.
+  copy_words(spare, a + k, k);
+  spare[k] = 0;
+  va.minus_1_negative = absolute_difference(va.at_minus_1, va.at_minus_1, spare, k1);
+  copy_words(spare, b + k, k);
+  vb.minus_1_negative = absolute_difference(vb.at_minus_1, vb.at_minus_1, spare, k1);
+  const bool minus_1_negative = va.minus_1_negative != vb.minus_1_negative;
+
+  multiply_balanced(w1, va.at_1, vb.at_1, k1, next);
+  multiply_balanced(wm1, va.at_minus_1, vb.at_minus_1, k1, next);
+  multiply_balanced(w2, va.at_2, vb.at_2, k1, next);
+  multiply_balanced(r, a, b, k, next);                                // c0
+  multiply_balanced(r + 4 * k, a + 2 * k, b + 2 * k, rest, next);     // c4
+  const Word* c0 = r;
+  const Word* c4 = r + 4 * k;
+
+  // 2 t1 = w(1) + w(-1) = 2 (c0 + c2 + c4); 2 t2 = w(1) - w(-1) = 2 (c1 + c3).
+  copy_words(spare, w1, l);
+  if (minus_1_negative) {
+    sub_words(w1, wm1, l);
+    add_words(wm1, spare, l);
+  } else {
+    add_words(w1, wm1, l);
+    sub_words(spare, wm1, l);
+    std::swap(wm1, spare);
+  }
+  Word* c2 = w1;
+  Word* t2 = wm1;
+  shift_right_1(c2, l);
+  shift_right_1(t2, l);
+  sub_word(c2 + 2 * k, l - 2 * k, sub_words(c2, c0, 2 * k));
+  sub_word(c2 + 2 * rest, l - 2 * rest, sub_words(c2, c4, 2 * rest));
+  // c3 = ((w(2) - c0 - 4 (c2 + 4 c4)) / 2 - t2) / 3, from w(2) = c0 + 2 c1 +
+  // 4 c2 + 8 c3 + 16 c4.
+  Word* c3 = w2;
+  sub_word(c3 + 2 * k, l - 2 * k, sub_words(c3, c0, 2 * k));
+  copy_words(spare, c4, 2 * rest);
+  zero_words(spare + 2 * rest, l - 2 * rest);
+  shift_left_1(spare, l);
+  shift_left_1(spare, l);
+  add_words(spare, c2, l);
+  shift_left_1(spare, l);
+  shift_left_1(spare, l);
+  sub_words(c3, spare, l);
+  shift_right_1(c3, l);
+  sub_words(c3, t2, l);
+  divide_exactly_by_3(c3, l);
+  Word* c1 = t2;
+  sub_words(c1, c3, l);
+
+  zero_words(r + 2 * k, 2 * k);
+  add_at(r, 2 * n, k, c1, l);
+  add_at(r, 2 * n, 2 * k, c2, l);
+  add_at(r, 2 * n, 3 * k, c3, l);
 }
 
 // r[0, 2n) = a[0, n) * b[0, n).
 void multiply_balanced(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept {
   if (n < KARATSUBA_THRESHOLD) {
     multiply_rows(r, a, n, b, n);
-  } else {
+  } else if (n < TOOM3_THRESHOLD) {
     multiply_karatsuba(r, a, b, n, scratch);
+  } else {
+    multiply_toom3(r, a, b, n, scratch);
   }
 }
 
@@ -144,8 +272,6 @@ Word sub_word(Word* r, std::size_t n, Word c) noexcept {
   return c;
 }
 
-std::size_t multiply_scratch(std::size_t n) noexcept { return 3 * n + balanced_scratch(n); }
-
 void multiply(Word* r, const Word* a, std::size_t an, const Word* b, std::size_t bn, Word* scratch) noexcept {
   if (an < bn) {
     std::swap(a, b);
@@ -170,12 +296,6 @@ void multiply(Word* r, const Word* a, std::size_t an, const Word* b, std::size_t
     const Word carry = add_words(r + at, t, c + bn);
     add_word(r + at + c + bn, an - at - c, carry);
   }
-}
-
-std::size_t multiply_low_scratch(std::size_t n) noexcept {
-  if (n < MULLO_THRESHOLD) return 0;
-  const std::size_t l = (n + 1) / 2;
-  return 2 * l + std::max(balanced_scratch(l), multiply_low_scratch(n - l));
 }
 
 // With a = a1 B^l + a0 and b likewise, a * b mod B^n is a0 b0 plus the low
@@ -232,15 +352,7 @@ class Word_divisor {
 
 // u[0, n) -= q * v[0, n); returns the word to take from u[n].
 Word multiply_subtract(Word* u, const Word* v, std::size_t n, Word q) noexcept {
-  Word borrow = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const Wide product = static_cast<Wide>(q) * v[i] + borrow;
-    const auto low = static_cast<Word>(product);
-    const Word before = u[i];
-    u[i] = before - low;
-    borrow = static_cast<Word>(product >> 64) + (before < low);
-  }
-  return borrow;
+  return submul_row(as_bytes(u), as_bytes(v), n, q);
 }
 
 // u[0, n] += v[0, n), the carry going into u[n].
@@ -328,12 +440,6 @@ Word divide_halves(Word* q, Word* np, const Word* d, std::size_t n, Word* s) noe
   return qh;
 }
 
-std::size_t divide_halves_scratch(std::size_t n) noexcept {
-  if (n < DIVIDE_THRESHOLD) return 0;
-  const std::size_t hi = n - n / 2;
-  return n + std::max(multiply_scratch(hi), divide_halves_scratch(hi));
-}
-
 }  // namespace
 
 // q[0, un] = floor(u / d) for one normalised word d; u[un] < d.
@@ -342,11 +448,6 @@ void divide_by_word(const Word* u, std::size_t un, Word d, Word* q) noexcept {
   Word rest = u[un];
   q[un] = 0;
   for (std::size_t j = un; j-- != 0;) q[j] = divisor.divide(rest, u[j], rest);
-}
-
-std::size_t divide_scratch(std::size_t dn) noexcept {
-  if (dn < DIVIDE_THRESHOLD) return 0;
-  return dn + std::max(multiply_scratch(dn), divide_halves_scratch(dn));
 }
 
 void divide(Word* q, Word* u, std::size_t un, const Word* d, std::size_t dn, Word* scratch) noexcept {

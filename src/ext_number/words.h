@@ -224,7 +224,85 @@ inline Word addmul_blocks(unsigned char* r, const unsigned char* a, std::size_t 
       : "cc", "memory");
   return carry;
 }
+
+// r[0, 32 * blocks) -= factor * a[0, 32 * blocks) + borrow; returns the
+// borrow word. Done as r = ~(~r + factor * a): the complement turns the
+// subtraction into the multiply-add of addmul_blocks, whose carry out is
+// then the borrow. Same conditions as addmul_blocks.
+inline Word submul_blocks(unsigned char* r, const unsigned char* a, std::size_t blocks, Word factor,
+                          Word borrow) noexcept {
+  Word low, high, word;
+  __asm__ volatile(
+      "xorl %k[lo], %k[lo]\n\t"  // CF = OF = 0
+      "1:\n\t"
+      "mulx (%[a]), %[lo], %[hi]\n\t"
+      "movq (%[r]), %[w]\n\t"
+      "notq %[w]\n\t"  // not leaves the flags alone
+      "adox %[c], %[lo]\n\t"
+      "adcx %[w], %[lo]\n\t"
+      "notq %[lo]\n\t"
+      "movq %[lo], (%[r])\n\t"
+      "mulx 8(%[a]), %[lo], %[c]\n\t"
+      "movq 8(%[r]), %[w]\n\t"
+      "notq %[w]\n\t"
+      "adox %[hi], %[lo]\n\t"
+      "adcx %[w], %[lo]\n\t"
+      "notq %[lo]\n\t"
+      "movq %[lo], 8(%[r])\n\t"
+      "mulx 16(%[a]), %[lo], %[hi]\n\t"
+      "movq 16(%[r]), %[w]\n\t"
+      "notq %[w]\n\t"
+      "adox %[c], %[lo]\n\t"
+      "adcx %[w], %[lo]\n\t"
+      "notq %[lo]\n\t"
+      "movq %[lo], 16(%[r])\n\t"
+      "mulx 24(%[a]), %[lo], %[c]\n\t"
+      "movq 24(%[r]), %[w]\n\t"
+      "notq %[w]\n\t"
+      "adox %[hi], %[lo]\n\t"
+      "adcx %[w], %[lo]\n\t"
+      "notq %[lo]\n\t"
+      "movq %[lo], 24(%[r])\n\t"
+      "leaq 32(%[a]), %[a]\n\t"
+      "leaq 32(%[r]), %[r]\n\t"
+      "leaq -1(%[n]), %[n]\n\t"
+      "jrcxz 2f\n\t"
+      "jmp 1b\n\t"
+      "2:\n\t"
+      "movl $0, %k[lo]\n\t"
+      "adox %[lo], %[c]\n\t"
+      "adcx %[lo], %[c]"
+      : [r] "+r"(r), [a] "+r"(a), [n] "+c"(blocks), [c] "+r"(borrow), [lo] "=&r"(low), [hi] "=&r"(high),
+        [w] "=&r"(word)
+      : "d"(factor)
+      : "cc", "memory");
+  return borrow;
+}
 #endif
+
+// r[0, 8 * n) -= factor * a[0, 8 * n), full words at any alignment; returns
+// the borrow word.
+inline Word submul_row(unsigned char* r, const unsigned char* a, std::size_t n, Word factor) noexcept {
+  Word borrow = 0;
+  std::size_t j = 0;
+#if defined(KOV_EXT_NUMBER_CARRY_ASSEMBLY)
+  const bool blocks = n >= 4 && has_multiply_carry_chains();
+  const std::size_t head = blocks ? n % 4 : n;
+#else
+  const std::size_t head = n;
+#endif
+  for (; j < head; ++j) {
+    const Wide product = static_cast<Wide>(factor) * load_word(a + WORD_BYTES * j) + borrow;
+    const auto low = static_cast<Word>(product);
+    const Word before = load_word(r + WORD_BYTES * j);
+    store_word(r + WORD_BYTES * j, before - low);
+    borrow = static_cast<Word>(product >> 64) + (before < low);
+  }
+#if defined(KOV_EXT_NUMBER_CARRY_ASSEMBLY)
+  if (blocks) borrow = submul_blocks(r + WORD_BYTES * j, a + WORD_BYTES * j, n / 4, factor, borrow);
+#endif
+  return borrow;
+}
 
 // r[0, 8 * n) += factor * a[0, 8 * n), full words at any alignment; returns
 // the carry word. The two buffers do not overlap unless they are the same.

@@ -201,10 +201,11 @@ void fill(Owned& n, unsigned used, Shape shape, Random& random) {
 constexpr Shape SHAPES[] = {Shape::random, Shape::ones, Shape::top_bit_over_ones, Shape::top_bit_only};
 
 // Word counts just below, at and above `threshold`, and around twice it,
-// where the halves of a split cross it.
+// where the halves of a split (a low half splits into full products of
+// half its size) cross it.
 std::vector<unsigned> around(std::size_t threshold) {
   const auto t = static_cast<unsigned>(threshold);
-  return {t - 1, t, t + 1, 2 * t - 1, 2 * t, 2 * t + 1};
+  return {t - 1, t, t + 1, 2 * t - 3, 2 * t - 2, 2 * t - 1, 2 * t, 2 * t + 1};
 }
 
 // Products whose receiver and factors have word counts around the
