@@ -23,7 +23,9 @@
 // owns nor frees the buffer, which must outlive it. Copying the object gives
 // a second view of the same bytes; the assignment operators copy the value.
 // Only partial_inverse may allocate: one working buffer for the call, taken
-// from the heap for numbers of more than 128 bytes.
+// from the heap for numbers of more than 128 bytes. set_product and
+// add_product of large numbers (factors of 320 bytes and more into a
+// receiver of 1280 bytes and more) use about 104 KiB of stack instead.
 //
 // Caller's limits: is_odd, shift_maximize and partial_inverse need a size of
 // at least 1; the first and second numbers of partial_inverse have this

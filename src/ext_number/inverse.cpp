@@ -2,11 +2,8 @@
 // division.
 //
 // The quotient is the one that binary long division of W - 1 by d gives, bit
-// by bit from the top; here it comes a 64-bit digit at a time (long division
-// with normalised divisor, each digit estimated from the top two words of the
-// remainder and the top word of the divisor, then corrected). The 2-by-1 word
-// divisions use a reciprocal of the divisor's top word computed once, so the
-// only hardware-sized division is that one.
+// by bit from the top; here it comes a 64-bit digit at a time, and for long
+// divisors through the recursive division of word_ops.h.
 //
 // All working state (remainder, normalised divisor, quotient) lives in one
 // buffer allocated for the call; small sizes use a buffer on the stack.
