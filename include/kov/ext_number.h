@@ -80,7 +80,7 @@ class KOV_EXPORT Kov_ext_number {
   // this = (W - this) mod W.
   void negate() noexcept;
   // this = (this + other) mod W.
-  KOV_EXPORT void add(const Kov_ext_number& other) noexcept {
+  KOV_EXPORT_INLINE void add(const Kov_ext_number& other) noexcept {
     if (is_small_pair(other)) {
       add_small(other.m_bytes_p);
     } else {
@@ -91,7 +91,7 @@ class KOV_EXPORT Kov_ext_number {
   // complement over the full width.
   void add(int value) noexcept;
   // this = (this - other) mod W.
-  KOV_EXPORT void sub(const Kov_ext_number& other) noexcept {
+  KOV_EXPORT_INLINE void sub(const Kov_ext_number& other) noexcept {
     if (is_small_pair(other)) {
       sub_small(other.m_bytes_p);
     } else {
