@@ -183,17 +183,33 @@ inline bool has_multiply_carry_chains() noexcept {
   return has;
 }
 
-// r[0, 32 * blocks) += factor * a[0, 32 * blocks) + carry; returns the carry
-// word. Two carry chains run side by side: the overflow flag adds each
-// product's high word to the next low word, the carry flag adds the result
-// to r. `blocks` is at least 1; only for processors that
+// r[0, 8 * n) += factor * a[0, 8 * n); returns the carry word. Two carry
+// chains run side by side: the overflow flag adds each product's high word
+// to the next low word, the carry flag adds the result to r. The n % 4
+// single words come first, then blocks of four, all in one pass of the
+// flags. `n` is at least 1; only for processors that
 // has_multiply_carry_chains() accepts.
-inline Word addmul_blocks(unsigned char* r, const unsigned char* a, std::size_t blocks, Word factor,
-                          Word carry) noexcept {
-  Word low, high;
+inline Word addmul_chains(unsigned char* r, const unsigned char* a, std::size_t n, Word factor) noexcept {
+  Word low, high, carry = 0;
+  std::size_t count = n % 4;
   __asm__ volatile(
       "xorl %k[lo], %k[lo]\n\t"  // CF = OF = 0
-      "1:\n\t"
+      "jrcxz 3f\n\t"
+      "4:\n\t"  // single words
+      "mulx (%[a]), %[lo], %[hi]\n\t"
+      "adox %[c], %[lo]\n\t"
+      "adcx (%[r]), %[lo]\n\t"
+      "movq %[lo], (%[r])\n\t"
+      "movq %[hi], %[c]\n\t"
+      "leaq 8(%[a]), %[a]\n\t"  // lea and mov leave both flags alone; dec would not
+      "leaq 8(%[r]), %[r]\n\t"
+      "leaq -1(%[n]), %[n]\n\t"
+      "jrcxz 3f\n\t"
+      "jmp 4b\n\t"
+      "3:\n\t"
+      "movq %[blocks], %[n]\n\t"
+      "jrcxz 2f\n\t"
+      "1:\n\t"  // blocks of four words
       "mulx (%[a]), %[lo], %[hi]\n\t"
       "adox %[c], %[lo]\n\t"
       "adcx (%[r]), %[lo]\n\t"
@@ -210,7 +226,7 @@ inline Word addmul_blocks(unsigned char* r, const unsigned char* a, std::size_t 
       "adox %[hi], %[lo]\n\t"
       "adcx 24(%[r]), %[lo]\n\t"
       "movq %[lo], 24(%[r])\n\t"
-      "leaq 32(%[a]), %[a]\n\t"  // lea leaves both flags alone; dec would not
+      "leaq 32(%[a]), %[a]\n\t"
       "leaq 32(%[r]), %[r]\n\t"
       "leaq -1(%[n]), %[n]\n\t"
       "jrcxz 2f\n\t"
@@ -219,16 +235,16 @@ inline Word addmul_blocks(unsigned char* r, const unsigned char* a, std::size_t 
       "movl $0, %k[lo]\n\t"
       "adox %[lo], %[c]\n\t"
       "adcx %[lo], %[c]"
-      : [r] "+r"(r), [a] "+r"(a), [n] "+c"(blocks), [c] "+r"(carry), [lo] "=&r"(low), [hi] "=&r"(high)
-      : "d"(factor)
+      : [r] "+r"(r), [a] "+r"(a), [n] "+c"(count), [c] "+r"(carry), [lo] "=&r"(low), [hi] "=&r"(high)
+      : "d"(factor), [blocks] "r"(n / 4)
       : "cc", "memory");
   return carry;
 }
 
 // r[0, 32 * blocks) -= factor * a[0, 32 * blocks) + borrow; returns the
 // borrow word. Done as r = ~(~r + factor * a): the complement turns the
-// subtraction into the multiply-add of addmul_blocks, whose carry out is
-// then the borrow. Same conditions as addmul_blocks.
+// subtraction into the multiply-add of addmul_chains, whose carry out is
+// then the borrow. Same conditions as addmul_chains.
 inline Word submul_blocks(unsigned char* r, const unsigned char* a, std::size_t blocks, Word factor,
                           Word borrow) noexcept {
   Word low, high, word;
@@ -310,14 +326,7 @@ inline Word addmul_row(unsigned char* r, const unsigned char* a, std::size_t n, 
   Word carry = 0;
   std::size_t j = 0;
 #if defined(KOV_EXT_NUMBER_CARRY_ASSEMBLY)
-  if (n >= 4 && has_multiply_carry_chains()) {
-    for (; j < n % 4; ++j) {
-      const Wide t = static_cast<Wide>(factor) * load_word(a + WORD_BYTES * j) + load_word(r + WORD_BYTES * j) + carry;
-      store_word(r + WORD_BYTES * j, static_cast<Word>(t));
-      carry = static_cast<Word>(t >> 64);
-    }
-    return addmul_blocks(r + WORD_BYTES * j, a + WORD_BYTES * j, n / 4, factor, carry);
-  }
+  if (n != 0 && has_multiply_carry_chains()) return addmul_chains(r, a, n, factor);
 #endif
   for (; j + 2 <= n; j += 2) {
     const Wide t0 = static_cast<Wide>(factor) * load_word(a + WORD_BYTES * j) + load_word(r + WORD_BYTES * j) + carry;
