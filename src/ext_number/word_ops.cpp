@@ -149,6 +149,64 @@ void add_at(Word* r, std::size_t top, std::size_t at, const Word* w, std::size_t
   add_word(r + at + m, top - at - m, add_words(r + at, w, m));
 }
 
+// The products of multiply_toom3 at 1, -1 (its magnitude, and whether it
+// is negative) and 2, each of 2k + 2 words, and a spare buffer as large.
+struct Toom3_products {
+  Word* w1;
+  Word* wm1;
+  Word* w2;
+  Word* spare;
+};
+
+// Solves for the middle coefficients c1, c2, c3 from the products at 1, -1
+// and 2 and c0, c4 already in r; adds them into r at k, 2k and 3k.
+void toom3_interpolate(Word* r, std::size_t n, std::size_t k, Toom3_products p, bool minus_1_negative) noexcept {
+  const std::size_t rest = n - 2 * k, l = 2 * k + 2;
+  const Word* c0 = r;
+  const Word* c4 = r + 4 * k;
+  Word* w1 = p.w1;
+  Word* wm1 = p.wm1;
+  Word* spare = p.spare;
+  // 2 t1 = w(1) + w(-1) = 2 (c0 + c2 + c4); 2 t2 = w(1) - w(-1) = 2 (c1 + c3).
+  copy_words(spare, w1, l);
+  if (minus_1_negative) {
+    sub_words(w1, wm1, l);
+    add_words(wm1, spare, l);
+  } else {
+    add_words(w1, wm1, l);
+    sub_words(spare, wm1, l);
+    std::swap(wm1, spare);
+  }
+  Word* c2 = w1;
+  Word* t2 = wm1;
+  shift_right_1(c2, l);
+  shift_right_1(t2, l);
+  sub_word(c2 + 2 * k, l - 2 * k, sub_words(c2, c0, 2 * k));
+  sub_word(c2 + 2 * rest, l - 2 * rest, sub_words(c2, c4, 2 * rest));
+  // c3 = ((w(2) - c0 - 4 (c2 + 4 c4)) / 2 - t2) / 3, from w(2) = c0 + 2 c1 +
+  // 4 c2 + 8 c3 + 16 c4.
+  Word* c3 = p.w2;
+  sub_word(c3 + 2 * k, l - 2 * k, sub_words(c3, c0, 2 * k));
+  copy_words(spare, c4, 2 * rest);
+  zero_words(spare + 2 * rest, l - 2 * rest);
+  shift_left_1(spare, l);
+  shift_left_1(spare, l);
+  add_words(spare, c2, l);
+  shift_left_1(spare, l);
+  shift_left_1(spare, l);
+  sub_words(c3, spare, l);
+  shift_right_1(c3, l);
+  sub_words(c3, t2, l);
+  divide_exactly_by_3(c3, l);
+  Word* c1 = t2;
+  sub_words(c1, c3, l);
+
+  zero_words(r + 2 * k, 2 * k);
+  add_at(r, 2 * n, k, c1, l);
+  add_at(r, 2 * n, 2 * k, c2, l);
+  add_at(r, 2 * n, 3 * k, c3, l);
+}
+
 // Toom-3: a and b as polynomials of three parts in X = B^k, their product
 // from five products of k + 1 words (at 0, 1, -1, 2 and infinity) and an
 // exact interpolation.
@@ -177,47 +235,8 @@ void multiply_toom3(Word* r, const Word* a, const Word* b, std::size_t n, Word* 
   multiply_balanced(w2, va.at_2, vb.at_2, k1, next);
   multiply_balanced(r, a, b, k, next);                                // c0
   multiply_balanced(r + 4 * k, a + 2 * k, b + 2 * k, rest, next);     // c4
-  const Word* c0 = r;
-  const Word* c4 = r + 4 * k;
 
-  // 2 t1 = w(1) + w(-1) = 2 (c0 + c2 + c4); 2 t2 = w(1) - w(-1) = 2 (c1 + c3).
-  copy_words(spare, w1, l);
-  if (minus_1_negative) {
-    sub_words(w1, wm1, l);
-    add_words(wm1, spare, l);
-  } else {
-    add_words(w1, wm1, l);
-    sub_words(spare, wm1, l);
-    std::swap(wm1, spare);
-  }
-  Word* c2 = w1;
-  Word* t2 = wm1;
-  shift_right_1(c2, l);
-  shift_right_1(t2, l);
-  sub_word(c2 + 2 * k, l - 2 * k, sub_words(c2, c0, 2 * k));
-  sub_word(c2 + 2 * rest, l - 2 * rest, sub_words(c2, c4, 2 * rest));
-  // c3 = ((w(2) - c0 - 4 (c2 + 4 c4)) / 2 - t2) / 3, from w(2) = c0 + 2 c1 +
-  // 4 c2 + 8 c3 + 16 c4.
-  Word* c3 = w2;
-  sub_word(c3 + 2 * k, l - 2 * k, sub_words(c3, c0, 2 * k));
-  copy_words(spare, c4, 2 * rest);
-  zero_words(spare + 2 * rest, l - 2 * rest);
-  shift_left_1(spare, l);
-  shift_left_1(spare, l);
-  add_words(spare, c2, l);
-  shift_left_1(spare, l);
-  shift_left_1(spare, l);
-  sub_words(c3, spare, l);
-  shift_right_1(c3, l);
-  sub_words(c3, t2, l);
-  divide_exactly_by_3(c3, l);
-  Word* c1 = t2;
-  sub_words(c1, c3, l);
-
-  zero_words(r + 2 * k, 2 * k);
-  add_at(r, 2 * n, k, c1, l);
-  add_at(r, 2 * n, 2 * k, c2, l);
-  add_at(r, 2 * n, 3 * k, c3, l);
+  toom3_interpolate(r, n, k, {w1, wm1, w2, spare}, minus_1_negative);
 }
 
 // r[0, 2n) = a[0, n) * b[0, n).
