@@ -23,16 +23,25 @@
 // owns nor frees the buffer, which must outlive it. Copying the object gives
 // a second view of the same bytes; the assignment operators copy the value.
 // Only partial_inverse may allocate: one working buffer for the call, taken
-// from the heap for numbers of more than 128 bytes.
+// from the heap for numbers of more than 128 bytes. set_product and
+// add_product of large numbers (factors of 320 bytes and more into a
+// receiver of 1280 bytes and more) use about 104 KiB of stack instead.
 //
 // Caller's limits: is_odd, shift_maximize and partial_inverse need a size of
 // at least 1; the first and second numbers of partial_inverse have this
 // number's size; the receiver of set_product, add_product, shift_add and
 // partial_inverse shares no buffer with an operand (add and sub may take the
 // receiver itself as operand). The class takes no lock.
+//
+// add and sub of two numbers of 8 or 16 bytes each run inline from this
+// header, so that the call into the library does not cost more than the
+// arithmetic; every other case goes to the library. Both give the same
+// result, and the library exports add and sub as well.
 #pragma once
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "kov/export.h"
@@ -71,12 +80,24 @@ class KOV_EXPORT Kov_ext_number {
   // this = (W - this) mod W.
   void negate() noexcept;
   // this = (this + other) mod W.
-  void add(const Kov_ext_number& other) noexcept;
+  KOV_EXPORT_INLINE void add(const Kov_ext_number& other) noexcept {
+    if (is_small_pair(other)) {
+      add_small(other.m_bytes_p);
+    } else {
+      add_any(other);
+    }
+  }
   // this = (this + value) mod W, with a negative `value` as its two's
   // complement over the full width.
   void add(int value) noexcept;
   // this = (this - other) mod W.
-  void sub(const Kov_ext_number& other) noexcept;
+  KOV_EXPORT_INLINE void sub(const Kov_ext_number& other) noexcept {
+    if (is_small_pair(other)) {
+      sub_small(other.m_bytes_p);
+    } else {
+      sub_any(other);
+    }
+  }
   // this = (a * b) mod W.
   void set_product(const Kov_ext_number& a, const Kov_ext_number& b) noexcept;
   // this = (this + a * b) mod W.
@@ -127,6 +148,46 @@ class KOV_EXPORT Kov_ext_number {
   bool operator>(const Kov_ext_number& other) const noexcept;
 
  private:
+  // True when this and `other` have the same size of 8 or 16 bytes: one or
+  // two whole words, added inline.
+  bool is_small_pair(const Kov_ext_number& other) const noexcept {
+    return std::endian::native == std::endian::little && m_size == other.m_size &&
+           (m_size == 8 || m_size == 16);
+  }
+  // this += / -= the 8 or 16 bytes at `a`. Every word of both sides is
+  // read before any is written, so `a` may be this number's own buffer.
+  void add_small(const unsigned char* a) noexcept {
+    std::uint64_t x0, y0;
+    std::memcpy(&x0, m_bytes_p, 8);
+    std::memcpy(&y0, a, 8);
+    const std::uint64_t low = x0 + y0;
+    if (m_size == 16) {
+      std::uint64_t x1, y1;
+      std::memcpy(&x1, m_bytes_p + 8, 8);
+      std::memcpy(&y1, a + 8, 8);
+      const std::uint64_t high = x1 + y1 + (low < x0 ? 1 : 0);
+      std::memcpy(m_bytes_p + 8, &high, 8);
+    }
+    std::memcpy(m_bytes_p, &low, 8);
+  }
+  void sub_small(const unsigned char* a) noexcept {
+    std::uint64_t x0, y0;
+    std::memcpy(&x0, m_bytes_p, 8);
+    std::memcpy(&y0, a, 8);
+    const std::uint64_t low = x0 - y0;
+    if (m_size == 16) {
+      std::uint64_t x1, y1;
+      std::memcpy(&x1, m_bytes_p + 8, 8);
+      std::memcpy(&y1, a + 8, 8);
+      const std::uint64_t high = x1 - y1 - (x0 < y0 ? 1 : 0);
+      std::memcpy(m_bytes_p + 8, &high, 8);
+    }
+    std::memcpy(m_bytes_p, &low, 8);
+  }
+  // add and sub for every size, in the library.
+  void add_any(const Kov_ext_number& other) noexcept;
+  void sub_any(const Kov_ext_number& other) noexcept;
+
   // Bytes of the number, fixed for the object's life.
   std::uint32_t m_size;
   // The caller's buffer of m_size bytes, least significant first.

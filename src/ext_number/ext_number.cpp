@@ -23,6 +23,11 @@ using detail::WORD_BYTES;
 
 namespace {
 
+// add and sub are defined inline in the header; these references make the
+// library emit and export them too, for programs that call them out of line.
+using Number_step = void (Kov_ext_number::*)(const Kov_ext_number&) noexcept;
+[[gnu::used]] constexpr Number_step EXPORTED_STEPS[] = {&Kov_ext_number::add, &Kov_ext_number::sub};
+
 // r[0, n) += a[0, m) modulo 256^n, with m <= n. Each word of `a` is read
 // before the same word of `r` is written, so `a` may be `r` itself.
 void add_bytes(unsigned char* r, std::size_t n, const unsigned char* a, std::size_t m) noexcept {
@@ -160,7 +165,7 @@ void Kov_ext_number::negate() noexcept {
   }
 }
 
-void Kov_ext_number::add(const Kov_ext_number& other) noexcept {
+void Kov_ext_number::add_any(const Kov_ext_number& other) noexcept {
   add_bytes(m_bytes_p, m_size, other.m_bytes_p, std::min(m_size, other.m_size));
 }
 
@@ -181,7 +186,7 @@ void Kov_ext_number::add(int value) noexcept {
   }
 }
 
-void Kov_ext_number::sub(const Kov_ext_number& other) noexcept {
+void Kov_ext_number::sub_any(const Kov_ext_number& other) noexcept {
   sub_bytes(m_bytes_p, m_size, other.m_bytes_p, std::min(m_size, other.m_size));
 }
 

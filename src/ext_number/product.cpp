@@ -8,7 +8,7 @@
 // stored, which is the arithmetic modulo W.
 #include <algorithm>
 
-#include "ext_number/words.h"
+#include "ext_number/word_ops.h"
 #include "kov/ext_number.h"
 
 namespace kov {
@@ -71,32 +71,11 @@ class Word_writer {
   std::size_t m_words;
 };
 
-// r[offset, offset + count) += factor * b[0, count), all full words; returns
-// the carry word.
-Word add_row(unsigned char* r, const unsigned char* b, std::size_t count, Word factor) noexcept {
-  Word carry = 0;
-  std::size_t j = 0;
-  for (; j + 2 <= count; j += 2) {
-    const Wide t0 = static_cast<Wide>(factor) * load_word(b + WORD_BYTES * j) + load_word(r + WORD_BYTES * j) + carry;
-    const Wide t1 = static_cast<Wide>(factor) * load_word(b + WORD_BYTES * (j + 1)) +
-                    load_word(r + WORD_BYTES * (j + 1)) + static_cast<Word>(t0 >> 64);
-    store_word(r + WORD_BYTES * j, static_cast<Word>(t0));
-    store_word(r + WORD_BYTES * (j + 1), static_cast<Word>(t1));
-    carry = static_cast<Word>(t1 >> 64);
-  }
-  if (j < count) {
-    const Wide t = static_cast<Wide>(factor) * load_word(b + WORD_BYTES * j) + load_word(r + WORD_BYTES * j) + carry;
-    store_word(r + WORD_BYTES * j, static_cast<Word>(t));
-    carry = static_cast<Word>(t >> 64);
-  }
-  return carry;
-}
-
 // r += factor * b * 2^(64 * row), truncated at the top of r.
 void add_shifted_row(const Word_writer& r, const Word_reader& b, std::size_t row, Word factor) noexcept {
   // Positions where r and b both have full words: the fast loop.
   const std::size_t fast = r.full() > row ? std::min(b.full(), r.full() - row) : 0;
-  Word carry = add_row(r.bytes() + WORD_BYTES * row, b.bytes(), fast, factor);
+  Word carry = detail::addmul_row(r.bytes() + WORD_BYTES * row, b.bytes(), fast, factor);
   // At most two positions remain where a partial word takes part.
   std::size_t j = fast;
   for (; j < b.words() && row + j < r.words(); ++j) {
@@ -112,6 +91,69 @@ void add_shifted_row(const Word_writer& r, const Word_reader& b, std::size_t row
   }
 }
 
+// Large products go block by block: blocks of this many words of each
+// factor, multiplied with the split forms of word_ops.h into buffers on the
+// stack (about 80 KiB), so that no product allocates whatever the size.
+// Below the block size the split is the whole product; above it the blocks
+// are combined like schoolbook digits.
+constexpr std::size_t BLOCK_WORDS = detail::PRODUCT_BLOCK_WORDS;
+constexpr std::size_t BLOCK_SCRATCH_WORDS =
+    std::max(detail::multiply_scratch(BLOCK_WORDS), detail::multiply_low_scratch(BLOCK_WORDS));
+
+// r += p[0, count) * 2^(64 * at), truncated at the top of r.
+void add_words_at(const Word_writer& r, std::size_t at, const Word* p, std::size_t count) noexcept {
+  std::size_t k = 0;
+  Word carry = 0;
+  if (at < r.full()) {  // the fast part: full words of r
+    const std::size_t n = std::min(count, r.full() - at);
+    unsigned char c = 0;
+    auto* dst = r.bytes() + WORD_BYTES * at;
+    const auto* src = reinterpret_cast<const unsigned char*>(p);
+    if (n >= 4) c = detail::add_blocks(dst, src, n / 4, c);
+    for (k = n / 4 * 4; k < n; ++k) {
+      Word w;
+      c = detail::add_with_carry(c, load_word(dst + WORD_BYTES * k), p[k], w);
+      store_word(dst + WORD_BYTES * k, w);
+    }
+    carry = c;
+  }
+  for (; k < count && at + k < r.words(); ++k) {  // the partial top word
+    const Wide t = static_cast<Wide>(r.get(at + k)) + p[k] + carry;
+    r.set(at + k, static_cast<Word>(t));
+    carry = static_cast<Word>(t >> 64);
+  }
+  for (std::size_t i = at + k; carry != 0 && i < r.words(); ++i) {
+    const Word w = r.get(i) + carry;
+    r.set(i, w);
+    carry = w < carry;
+  }
+}
+
+// words [from, from + n) of a factor into `out`.
+void load_block(const Word_reader& x, std::size_t from, std::size_t n, Word* out) noexcept {
+  for (std::size_t k = 0; k < n; ++k) out[k] = x[from + k];
+}
+
+// r += x * y, truncated at the top of r, through the split products.
+[[gnu::noinline]] void add_product_blocks(const Word_writer& r, const Word_reader& x, const Word_reader& y) noexcept {
+  Word xa[BLOCK_WORDS], yb[BLOCK_WORDS], product[2 * BLOCK_WORDS], scratch[BLOCK_SCRATCH_WORDS];
+  for (std::size_t i = 0; i < x.words() && i < r.words(); i += BLOCK_WORDS) {
+    const std::size_t xn = std::min(BLOCK_WORDS, x.words() - i);
+    load_block(x, i, xn, xa);
+    for (std::size_t j = 0; j < y.words() && i + j < r.words(); j += BLOCK_WORDS) {
+      const std::size_t yn = std::min(BLOCK_WORDS, y.words() - j);
+      load_block(y, j, yn, yb);
+      const std::size_t keep = std::min(xn + yn, r.words() - i - j);
+      if (keep <= std::min(xn, yn)) {
+        detail::multiply_low(product, xa, yb, keep, scratch);
+      } else {
+        detail::multiply(product, xa, xn, yb, yn, scratch);
+      }
+      add_words_at(r, i + j, product, keep);
+    }
+  }
+}
+
 }  // namespace
 
 void Kov_ext_number::add_product(const Kov_ext_number& a, const Kov_ext_number& b) noexcept {
@@ -119,6 +161,11 @@ void Kov_ext_number::add_product(const Kov_ext_number& a, const Kov_ext_number& 
   const Word_writer r(m_bytes_p, m_size);
   const Word_reader x(a.m_bytes_p, std::min(a.m_size, m_size));
   const Word_reader y(b.m_bytes_p, std::min(b.m_size, m_size));
+  if (std::min(x.words(), y.words()) >= detail::KARATSUBA_THRESHOLD &&
+      r.words() >= detail::MULLO_THRESHOLD) {
+    add_product_blocks(r, x, y);
+    return;
+  }
   for (std::size_t row = 0; row < x.words(); ++row) {
     const Word factor = x[row];
     if (factor != 0) add_shifted_row(r, y, row, factor);

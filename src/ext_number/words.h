@@ -21,6 +21,7 @@
 #  include <immintrin.h>
 #  define KOV_EXT_NUMBER_CARRY_INTRINSICS 1
 #  if defined(__GNUC__)
+#    include <cpuid.h>
 #    define KOV_EXT_NUMBER_CARRY_ASSEMBLY 1
 #  endif
 #endif
@@ -167,6 +168,180 @@ inline unsigned char sub_blocks(unsigned char* r, const unsigned char* a, std::s
   }
   return borrow;
 #endif
+}
+
+#if defined(KOV_EXT_NUMBER_CARRY_ASSEMBLY)
+// True when the processor has the flag-free multiply (BMI2) and the two
+// independent carry chains (ADX) that the multiply-add rows use. A fixed fact
+// of the machine, asked of the processor once.
+inline bool has_multiply_carry_chains() noexcept {
+  static const bool has = [] {
+    unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+    if (__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) == 0) return false;
+    return (ebx & (1u << 8)) != 0 && (ebx & (1u << 19)) != 0;  // BMI2, ADX
+  }();
+  return has;
+}
+
+// r[0, 8 * n) += factor * a[0, 8 * n); returns the carry word. Two carry
+// chains run side by side: the overflow flag adds each product's high word
+// to the next low word, the carry flag adds the result to r. The n % 4
+// single words come first, then blocks of four, all in one pass of the
+// flags. `n` is at least 1; only for processors that
+// has_multiply_carry_chains() accepts.
+inline Word addmul_chains(unsigned char* r, const unsigned char* a, std::size_t n, Word factor) noexcept {
+  Word low, high, carry = 0;
+  std::size_t count = n % 4;
+  __asm__ volatile(
+      "xorl %k[lo], %k[lo]\n\t"  // CF = OF = 0
+      "jrcxz 3f\n\t"
+      "4:\n\t"  // single words
+      "mulx (%[a]), %[lo], %[hi]\n\t"
+      "adox %[c], %[lo]\n\t"
+      "adcx (%[r]), %[lo]\n\t"
+      "movq %[lo], (%[r])\n\t"
+      "movq %[hi], %[c]\n\t"
+      "leaq 8(%[a]), %[a]\n\t"  // lea and mov leave both flags alone; dec would not
+      "leaq 8(%[r]), %[r]\n\t"
+      "leaq -1(%[n]), %[n]\n\t"
+      "jrcxz 3f\n\t"
+      "jmp 4b\n\t"
+      "3:\n\t"
+      "movq %[blocks], %[n]\n\t"
+      "jrcxz 2f\n\t"
+      "1:\n\t"  // blocks of four words
+      "mulx (%[a]), %[lo], %[hi]\n\t"
+      "adox %[c], %[lo]\n\t"
+      "adcx (%[r]), %[lo]\n\t"
+      "movq %[lo], (%[r])\n\t"
+      "mulx 8(%[a]), %[lo], %[c]\n\t"
+      "adox %[hi], %[lo]\n\t"
+      "adcx 8(%[r]), %[lo]\n\t"
+      "movq %[lo], 8(%[r])\n\t"
+      "mulx 16(%[a]), %[lo], %[hi]\n\t"
+      "adox %[c], %[lo]\n\t"
+      "adcx 16(%[r]), %[lo]\n\t"
+      "movq %[lo], 16(%[r])\n\t"
+      "mulx 24(%[a]), %[lo], %[c]\n\t"
+      "adox %[hi], %[lo]\n\t"
+      "adcx 24(%[r]), %[lo]\n\t"
+      "movq %[lo], 24(%[r])\n\t"
+      "leaq 32(%[a]), %[a]\n\t"
+      "leaq 32(%[r]), %[r]\n\t"
+      "leaq -1(%[n]), %[n]\n\t"
+      "jrcxz 2f\n\t"
+      "jmp 1b\n\t"
+      "2:\n\t"
+      "movl $0, %k[lo]\n\t"
+      "adox %[lo], %[c]\n\t"
+      "adcx %[lo], %[c]"
+      : [r] "+r"(r), [a] "+r"(a), [n] "+c"(count), [c] "+r"(carry), [lo] "=&r"(low), [hi] "=&r"(high)
+      : "d"(factor), [blocks] "r"(n / 4)
+      : "cc", "memory");
+  return carry;
+}
+
+// r[0, 32 * blocks) -= factor * a[0, 32 * blocks) + borrow; returns the
+// borrow word. Done as r = ~(~r + factor * a): the complement turns the
+// subtraction into the multiply-add of addmul_chains, whose carry out is
+// then the borrow. Same conditions as addmul_chains.
+inline Word submul_blocks(unsigned char* r, const unsigned char* a, std::size_t blocks, Word factor,
+                          Word borrow) noexcept {
+  Word low, high, word;
+  __asm__ volatile(
+      "xorl %k[lo], %k[lo]\n\t"  // CF = OF = 0
+      "1:\n\t"
+      "mulx (%[a]), %[lo], %[hi]\n\t"
+      "movq (%[r]), %[w]\n\t"
+      "notq %[w]\n\t"  // not leaves the flags alone
+      "adox %[c], %[lo]\n\t"
+      "adcx %[w], %[lo]\n\t"
+      "notq %[lo]\n\t"
+      "movq %[lo], (%[r])\n\t"
+      "mulx 8(%[a]), %[lo], %[c]\n\t"
+      "movq 8(%[r]), %[w]\n\t"
+      "notq %[w]\n\t"
+      "adox %[hi], %[lo]\n\t"
+      "adcx %[w], %[lo]\n\t"
+      "notq %[lo]\n\t"
+      "movq %[lo], 8(%[r])\n\t"
+      "mulx 16(%[a]), %[lo], %[hi]\n\t"
+      "movq 16(%[r]), %[w]\n\t"
+      "notq %[w]\n\t"
+      "adox %[c], %[lo]\n\t"
+      "adcx %[w], %[lo]\n\t"
+      "notq %[lo]\n\t"
+      "movq %[lo], 16(%[r])\n\t"
+      "mulx 24(%[a]), %[lo], %[c]\n\t"
+      "movq 24(%[r]), %[w]\n\t"
+      "notq %[w]\n\t"
+      "adox %[hi], %[lo]\n\t"
+      "adcx %[w], %[lo]\n\t"
+      "notq %[lo]\n\t"
+      "movq %[lo], 24(%[r])\n\t"
+      "leaq 32(%[a]), %[a]\n\t"
+      "leaq 32(%[r]), %[r]\n\t"
+      "leaq -1(%[n]), %[n]\n\t"
+      "jrcxz 2f\n\t"
+      "jmp 1b\n\t"
+      "2:\n\t"
+      "movl $0, %k[lo]\n\t"
+      "adox %[lo], %[c]\n\t"
+      "adcx %[lo], %[c]"
+      : [r] "+r"(r), [a] "+r"(a), [n] "+c"(blocks), [c] "+r"(borrow), [lo] "=&r"(low), [hi] "=&r"(high),
+        [w] "=&r"(word)
+      : "d"(factor)
+      : "cc", "memory");
+  return borrow;
+}
+#endif
+
+// r[0, 8 * n) -= factor * a[0, 8 * n), full words at any alignment; returns
+// the borrow word.
+inline Word submul_row(unsigned char* r, const unsigned char* a, std::size_t n, Word factor) noexcept {
+  Word borrow = 0;
+  std::size_t j = 0;
+#if defined(KOV_EXT_NUMBER_CARRY_ASSEMBLY)
+  const bool blocks = n >= 4 && has_multiply_carry_chains();
+  const std::size_t head = blocks ? n % 4 : n;
+#else
+  const std::size_t head = n;
+#endif
+  for (; j < head; ++j) {
+    const Wide product = static_cast<Wide>(factor) * load_word(a + WORD_BYTES * j) + borrow;
+    const auto low = static_cast<Word>(product);
+    const Word before = load_word(r + WORD_BYTES * j);
+    store_word(r + WORD_BYTES * j, before - low);
+    borrow = static_cast<Word>(product >> 64) + (before < low);
+  }
+#if defined(KOV_EXT_NUMBER_CARRY_ASSEMBLY)
+  if (blocks) borrow = submul_blocks(r + WORD_BYTES * j, a + WORD_BYTES * j, n / 4, factor, borrow);
+#endif
+  return borrow;
+}
+
+// r[0, 8 * n) += factor * a[0, 8 * n), full words at any alignment; returns
+// the carry word. The two buffers do not overlap unless they are the same.
+inline Word addmul_row(unsigned char* r, const unsigned char* a, std::size_t n, Word factor) noexcept {
+  Word carry = 0;
+  std::size_t j = 0;
+#if defined(KOV_EXT_NUMBER_CARRY_ASSEMBLY)
+  if (n != 0 && has_multiply_carry_chains()) return addmul_chains(r, a, n, factor);
+#endif
+  for (; j + 2 <= n; j += 2) {
+    const Wide t0 = static_cast<Wide>(factor) * load_word(a + WORD_BYTES * j) + load_word(r + WORD_BYTES * j) + carry;
+    const Wide t1 = static_cast<Wide>(factor) * load_word(a + WORD_BYTES * (j + 1)) +
+                    load_word(r + WORD_BYTES * (j + 1)) + static_cast<Word>(t0 >> 64);
+    store_word(r + WORD_BYTES * j, static_cast<Word>(t0));
+    store_word(r + WORD_BYTES * (j + 1), static_cast<Word>(t1));
+    carry = static_cast<Word>(t1 >> 64);
+  }
+  if (j < n) {
+    const Wide t = static_cast<Wide>(factor) * load_word(a + WORD_BYTES * j) + load_word(r + WORD_BYTES * j) + carry;
+    store_word(r + WORD_BYTES * j, static_cast<Word>(t));
+    carry = static_cast<Word>(t >> 64);
+  }
+  return carry;
 }
 
 // Up to eight bytes of a `length`-byte buffer from byte `at` on, with the

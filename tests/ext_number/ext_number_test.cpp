@@ -1,6 +1,8 @@
 // Kov_ext_number side by side with GMP on random operands of 1 to 130 bytes
 // (mixed sizes, any alignment, runs of 0x00 and 0xFF bytes that make carries
-// travel, fixed seed), and the text form and its reading rules case by case.
+// travel, fixed seed), on products and divisions at the sizes around each
+// threshold where the algorithm changes, and the text form and its reading
+// rules case by case.
 #include <gmpxx.h>
 #include <gtest/gtest.h>
 
@@ -13,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "ext_number/word_ops.h"
 #include "kov/ext_number.h"
 
 namespace {
@@ -175,6 +178,117 @@ TEST(ExtNumberGmp, PartialInverseIsTheScaledReciprocal) {
     divisor->number.partial_inverse(first->number, second->number);
     ASSERT_EQ(first->big(), d == 0 ? all_ones : mpz_class(all_ones / d)) << "round " << round;
     ASSERT_EQ(second->big(), d == 0 ? d : mpz_class(d << (8 * size - bit_length(d)))) << "round " << round;
+  }
+}
+
+// Operand shapes for the sizes around the thresholds: random words, all
+// ones (the largest carries), a top word with only its top bit over all ones
+// below (the largest quotient-digit corrections), and a single top bit.
+enum class Shape { random, ones, top_bit_over_ones, top_bit_only };
+
+void fill(Owned& n, unsigned used, Shape shape, Random& random) {
+  std::memset(n.bytes, 0, n.size);
+  for (unsigned i = 0; i < used; ++i) {
+    switch (shape) {
+      case Shape::random: n.bytes[i] = static_cast<unsigned char>(random.word()); break;
+      case Shape::ones: n.bytes[i] = 0xFF; break;
+      case Shape::top_bit_over_ones: n.bytes[i] = i + 1 == used ? 0x80 : 0xFF; break;
+      case Shape::top_bit_only: n.bytes[i] = i + 1 == used ? 0x80 : 0; break;
+    }
+  }
+}
+
+constexpr Shape SHAPES[] = {Shape::random, Shape::ones, Shape::top_bit_over_ones, Shape::top_bit_only};
+
+// Word counts just below, at and above `threshold`, and around twice it,
+// where the halves of a split (a low half splits into full products of
+// half its size) cross it.
+std::vector<unsigned> around(std::size_t threshold) {
+  const auto t = static_cast<unsigned>(threshold);
+  return {t - 1, t, t + 1, 2 * t - 3, 2 * t - 2, 2 * t - 1, 2 * t, 2 * t + 1};
+}
+
+// Products whose receiver and factors have word counts around the
+// thresholds of the split products and of the blocks: equal sizes (low
+// halves), a factor of a third of the receiver (unbalanced products), and
+// receivers with a partial top word.
+TEST(ExtNumberGmp, SplitProductsMatchAroundThresholds) {
+  using namespace kov::detail;
+  Random random;
+  std::vector<unsigned> words;
+  for (std::size_t t : {KARATSUBA_THRESHOLD, TOOM3_THRESHOLD, MULLO_THRESHOLD}) {
+    for (unsigned w : around(t)) words.push_back(w);
+  }
+  for (unsigned w : {PRODUCT_BLOCK_WORDS - 1, PRODUCT_BLOCK_WORDS, PRODUCT_BLOCK_WORDS + 1, 2 * PRODUCT_BLOCK_WORDS + 3}) {
+    words.push_back(w);
+  }
+  for (unsigned w : words) {
+    for (Shape shape : SHAPES) {
+      for (const auto& [size, factor_size] : {std::pair{8 * w, 8 * w}, std::pair{8 * w - 3, 8 * w - 3},
+                                             std::pair{8 * w, 8 * w / 3 + 8}}) {
+        Owned r(size, 1), a(factor_size, 3), b(size);
+        fill(a, factor_size, shape, random);
+        fill(b, size, shape == Shape::random ? Shape::random : Shape::ones, random);
+        fill(r, size, Shape::random, random);
+        const mpz_class before = r.big();
+        r.number.add_product(a.number, b.number);
+        ASSERT_EQ(r.big(), low_bits(before + a.big() * b.big(), 8ul * size))
+            << "add_product, " << size << " bytes, factor " << factor_size << ", shape " << static_cast<int>(shape);
+        r.number.set_product(b.number, a.number);
+        ASSERT_EQ(r.big(), low_bits(a.big() * b.big(), 8ul * size))
+            << "set_product, " << size << " bytes, factor " << factor_size << ", shape " << static_cast<int>(shape);
+      }
+    }
+  }
+}
+
+// partial_inverse where the divisor's word count and the quotient's sit
+// around the division's thresholds: quotients of one word more than the
+// divisor, of a few words, and of several divisor lengths.
+TEST(ExtNumberGmp, SplitDivisionMatchesAroundThresholds) {
+  using namespace kov::detail;
+  Random random;
+  for (unsigned dn : around(DIVIDE_THRESHOLD)) {
+    for (unsigned nw : {2 * dn, dn + 3, dn + static_cast<unsigned>(DIVIDE_THRESHOLD), 3 * dn + 5}) {
+      for (Shape shape : SHAPES) {
+        const unsigned size = 8 * nw;
+        Owned d(size), first(size), second(size);
+        fill(d, 8 * dn - random.below(4), shape, random);
+        d.number.partial_inverse(first.number, second.number);
+        const mpz_class all_ones = (mpz_class(1) << 8 * size) - 1;
+        ASSERT_EQ(first.big(), mpz_class(all_ones / d.big()))
+            << "divisor words " << dn << ", number words " << nw << ", shape " << static_cast<int>(shape);
+      }
+    }
+  }
+}
+
+// add and sub of 8- and 16-byte numbers run inline from the header; the
+// sizes around them, mixed sizes and the number as its own operand go to the
+// library. Both must agree with GMP, carries across the word boundary
+// included.
+TEST(ExtNumberGmp, InlineAddAndSubMatchAtSmallSizes) {
+  Random random;
+  const unsigned sizes[] = {7, 8, 9, 15, 16, 17};
+  for (unsigned size : sizes) {
+    for (unsigned other_size : {size, 8u, 16u}) {
+      for (Shape shape : SHAPES) {
+        for (int op = 0; op < 3; ++op) {
+          Owned a(size, random.below(8)), b(other_size, random.below(8));
+          fill(a, size, shape, random);
+          fill(b, other_size, shape == Shape::top_bit_only ? Shape::ones : Shape::random, random);
+          const mpz_class x = a.big(), y = b.big();
+          mpz_class expected;
+          switch (op) {
+            case 0: a.number.add(b.number), expected = x + y; break;
+            case 1: a.number.sub(b.number), expected = x - y; break;
+            default: a.number.add(a.number), expected = 2 * x;
+          }
+          ASSERT_EQ(a.big(), low_bits(expected, 8ul * size))
+              << "op " << op << ", sizes " << size << " and " << other_size << ", shape " << static_cast<int>(shape);
+        }
+      }
+    }
   }
 }
 

@@ -1,0 +1,491 @@
+// Word-array arithmetic for the large extended numbers: carries, products
+// (schoolbook, Karatsuba, Toom-3, low halves) and division (schoolbook and
+// the recursive split). See word_ops.h for the contracts.
+#include "ext_number/word_ops.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace kov::detail {
+
+namespace {
+
+unsigned char* as_bytes(Word* w) noexcept { return reinterpret_cast<unsigned char*>(w); }
+const unsigned char* as_bytes(const Word* w) noexcept { return reinterpret_cast<const unsigned char*>(w); }
+
+void copy_words(Word* r, const Word* a, std::size_t n) noexcept {
+  if (n != 0) std::memcpy(r, a, n * sizeof(Word));
+}
+
+void zero_words(Word* r, std::size_t n) noexcept {
+  if (n != 0) std::memset(r, 0, n * sizeof(Word));
+}
+
+// -1, 0 or 1 as a[0, n) is less than, equal to or greater than b[0, n).
+int compare_words(const Word* a, const Word* b, std::size_t n) noexcept {
+  while (n != 0) {
+    --n;
+    if (a[n] != b[n]) return a[n] < b[n] ? -1 : 1;
+  }
+  return 0;
+}
+
+// r[0, an + bn) = a * b, schoolbook: one multiply-add row per word of b.
+void multiply_rows(Word* r, const Word* a, std::size_t an, const Word* b, std::size_t bn) noexcept {
+  zero_words(r, an);
+  for (std::size_t i = 0; i < bn; ++i) r[an + i] = addmul_row(as_bytes(r + i), as_bytes(a), an, b[i]);
+}
+
+// d[0, l) = |a0 - a1| for a0 of l words and a1 of h <= l words; returns
+// true when a1 is the greater.
+bool difference(Word* d, const Word* a0, std::size_t l, const Word* a1, std::size_t h) noexcept {
+  const bool a1_greater = std::all_of(a0 + h, a0 + l, [](Word w) { return w == 0; }) &&
+                          compare_words(a0, a1, h) < 0;
+  if (a1_greater) {  // then a0's words past h are 0
+    copy_words(d, a1, h);
+    zero_words(d + h, l - h);
+    sub_words(d, a0, h);
+  } else {
+    copy_words(d, a0, l);
+    sub_word(d + h, l - h, sub_words(d, a1, h));
+  }
+  return a1_greater;
+}
+
+void multiply_balanced(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept;
+
+// Karatsuba: with a = a1 B^l + a0 and b likewise, a * b = a1 b1 B^2l +
+// (a0 b0 + a1 b1 - (a0 - a1)(b0 - b1)) B^l + a0 b0, three half-size products.
+void multiply_karatsuba(Word* r, const Word* a, const Word* b, std::size_t n, Word* s) noexcept {
+  const std::size_t l = (n + 1) / 2, h = n - l;
+  Word* da = s;
+  Word* db = s + l;
+  Word* t = s + 2 * l;
+  Word* rest = s + 4 * l;
+  const bool negative = difference(da, a, l, a + l, h) != difference(db, b, l, b + l, h);
+  multiply_balanced(t, da, db, l, rest);
+  multiply_balanced(r, a, b, l, rest);
+  multiply_balanced(r + 2 * l, a + l, b + l, h, rest);
+  // The middle term, lo + hi -/+ t, with its carry word c (never negative at
+  // the end, since the middle term is a0 b1 + a1 b0).
+  Word* middle = rest;
+  copy_words(middle, r, 2 * l);
+  Word c = add_words(middle, r + 2 * l, 2 * h);
+  c = add_word(middle + 2 * h, 2 * (l - h), c);
+  if (negative) {
+    c += add_words(middle, t, 2 * l);
+  } else {
+    c -= sub_words(middle, t, 2 * l);
+  }
+  c += add_words(r + l, middle, 2 * l);
+  add_word(r + 3 * l, 2 * n - 3 * l, c);
+}
+
+// Bit and digit helpers of the three-way split; all in place on w[0, n).
+void shift_left_1(Word* w, std::size_t n) noexcept {
+  for (std::size_t i = n; i-- > 1;) w[i] = (w[i] << 1) | (w[i - 1] >> 63);
+  w[0] <<= 1;
+}
+
+void shift_right_1(Word* w, std::size_t n) noexcept {
+  for (std::size_t i = 0; i + 1 < n; ++i) w[i] = (w[i] >> 1) | (w[i + 1] << 63);
+  w[n - 1] >>= 1;
+}
+
+// w /= 3 for a multiple of 3: a word at a time through the inverse of 3
+// modulo 2^64, the borrow running upward.
+void divide_exactly_by_3(Word* w, std::size_t n) noexcept {
+  constexpr Word INVERSE_OF_3 = 0xAAAAAAAAAAAAAAABull;
+  Word borrow = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Word x = w[i] - borrow;
+    const Word under = w[i] < borrow;
+    const Word q = x * INVERSE_OF_3;  // 3 q = x + high(3 q) * 2^64
+    w[i] = q;
+    borrow = static_cast<Word>((static_cast<Wide>(q) * 3) >> 64) + under;
+  }
+}
+
+// d[0, n) = |x - y| for x, y of n words (d may be x); returns true when y
+// is the greater.
+bool absolute_difference(Word* d, const Word* x, const Word* y, std::size_t n) noexcept {
+  const bool y_greater = compare_words(x, y, n) < 0;
+  if (y_greater) std::swap(x, y);
+  unsigned char borrow = 0;
+  for (std::size_t i = 0; i < n; ++i) borrow = sub_with_borrow(borrow, x[i], y[i], d[i]);
+  return y_greater;
+}
+
+// The values of a0 + a1 X + a2 X^2 (parts of k, k and r words) at X = 1,
+// -1 (as magnitude and sign) and 2, each in k + 1 words.
+struct Toom3_values {
+  Word* at_1;
+  Word* at_minus_1;
+  Word* at_2;
+  bool minus_1_negative;
+};
+
+void toom3_evaluate(const Word* a, std::size_t k, std::size_t r, const Toom3_values& v) noexcept {
+  const Word* a1 = a + k;
+  const Word* a2 = a + 2 * k;
+  // a0 + a2 in at_minus_1 for now.
+  copy_words(v.at_minus_1, a, k);
+  v.at_minus_1[k] = add_word(v.at_minus_1 + r, k - r, add_words(v.at_minus_1, a2, r));
+  copy_words(v.at_1, v.at_minus_1, k + 1);
+  v.at_1[k] += add_words(v.at_1, a1, k);
+  // 2 (2 a2 + a1) + a0
+  copy_words(v.at_2, a2, r);
+  zero_words(v.at_2 + r, k + 1 - r);
+  shift_left_1(v.at_2, k + 1);
+  v.at_2[k] += add_words(v.at_2, a1, k);
+  shift_left_1(v.at_2, k + 1);
+  v.at_2[k] += add_words(v.at_2, a, k);
+}
+
+// r += w[0, n) * 2^(64 * at), within r[0, top); the sum fits.
+void add_at(Word* r, std::size_t top, std::size_t at, const Word* w, std::size_t n) noexcept {
+  const std::size_t m = std::min(n, top - at);
+  add_word(r + at + m, top - at - m, add_words(r + at, w, m));
+}
+
+// The products of multiply_toom3 at 1, -1 (its magnitude, and whether it
+// is negative) and 2, each of 2k + 2 words, and a spare buffer as large.
+struct Toom3_products {
+  Word* w1;
+  Word* wm1;
+  Word* w2;
+  Word* spare;
+};
+
+// Solves for the middle coefficients c1, c2, c3 from the products at 1, -1
+// and 2 and c0, c4 already in r; adds them into r at k, 2k and 3k.
+void toom3_interpolate(Word* r, std::size_t n, std::size_t k, Toom3_products p, bool minus_1_negative) noexcept {
+  const std::size_t rest = n - 2 * k, l = 2 * k + 2;
+  const Word* c0 = r;
+  const Word* c4 = r + 4 * k;
+  Word* w1 = p.w1;
+  Word* wm1 = p.wm1;
+  Word* spare = p.spare;
+  // 2 t1 = w(1) + w(-1) = 2 (c0 + c2 + c4); 2 t2 = w(1) - w(-1) = 2 (c1 + c3).
+  copy_words(spare, w1, l);
+  if (minus_1_negative) {
+    sub_words(w1, wm1, l);
+    add_words(wm1, spare, l);
+  } else {
+    add_words(w1, wm1, l);
+    sub_words(spare, wm1, l);
+    std::swap(wm1, spare);
+  }
+  Word* c2 = w1;
+  Word* t2 = wm1;
+  shift_right_1(c2, l);
+  shift_right_1(t2, l);
+  sub_word(c2 + 2 * k, l - 2 * k, sub_words(c2, c0, 2 * k));
+  sub_word(c2 + 2 * rest, l - 2 * rest, sub_words(c2, c4, 2 * rest));
+  // c3 = ((w(2) - c0 - 4 (c2 + 4 c4)) / 2 - t2) / 3, from w(2) = c0 + 2 c1 +
+  // 4 c2 + 8 c3 + 16 c4.
+  Word* c3 = p.w2;
+  sub_word(c3 + 2 * k, l - 2 * k, sub_words(c3, c0, 2 * k));
+  copy_words(spare, c4, 2 * rest);
+  zero_words(spare + 2 * rest, l - 2 * rest);
+  shift_left_1(spare, l);
+  shift_left_1(spare, l);
+  add_words(spare, c2, l);
+  shift_left_1(spare, l);
+  shift_left_1(spare, l);
+  sub_words(c3, spare, l);
+  shift_right_1(c3, l);
+  sub_words(c3, t2, l);
+  divide_exactly_by_3(c3, l);
+  Word* c1 = t2;
+  sub_words(c1, c3, l);
+
+  zero_words(r + 2 * k, 2 * k);
+  add_at(r, 2 * n, k, c1, l);
+  add_at(r, 2 * n, 2 * k, c2, l);
+  add_at(r, 2 * n, 3 * k, c3, l);
+}
+
+// Toom-3: a and b as polynomials of three parts in X = B^k, their product
+// from five products of k + 1 words (at 0, 1, -1, 2 and infinity) and an
+// exact interpolation.
+void multiply_toom3(Word* r, const Word* a, const Word* b, std::size_t n, Word* s) noexcept {
+  const std::size_t k = (n + 2) / 3, rest = n - 2 * k, k1 = k + 1, l = 2 * k1;
+  Word* pa = s;       // a's values: 3 (k + 1) words
+  Word* pb = s + 3 * k1;
+  Word* w1 = s + 6 * k1;  // products at 1, -1, 2, and a spare: 4 (2k + 2) words
+  Word* wm1 = w1 + l;
+  Word* w2 = wm1 + l;
+  Word* spare = w2 + l;
+  Word* next = spare + l;
+  Toom3_values va{pa, pa + k1, pa + 2 * k1, false}, vb{pb, pb + k1, pb + 2 * k1, false};
+  toom3_evaluate(a, k, rest, va);
+  toom3_evaluate(b, k, rest, vb);
+  // a0 + a2 - a1, from a0 + a2 held in at_minus_1.
+  copy_words(spare, a + k, k);
+  spare[k] = 0;
+  va.minus_1_negative = absolute_difference(va.at_minus_1, va.at_minus_1, spare, k1);
+  copy_words(spare, b + k, k);
+  vb.minus_1_negative = absolute_difference(vb.at_minus_1, vb.at_minus_1, spare, k1);
+  const bool minus_1_negative = va.minus_1_negative != vb.minus_1_negative;
+
+  multiply_balanced(w1, va.at_1, vb.at_1, k1, next);
+  multiply_balanced(wm1, va.at_minus_1, vb.at_minus_1, k1, next);
+  multiply_balanced(w2, va.at_2, vb.at_2, k1, next);
+  multiply_balanced(r, a, b, k, next);                                // c0
+  multiply_balanced(r + 4 * k, a + 2 * k, b + 2 * k, rest, next);     // c4
+
+  toom3_interpolate(r, n, k, {w1, wm1, w2, spare}, minus_1_negative);
+}
+
+// r[0, 2n) = a[0, n) * b[0, n).
+void multiply_balanced(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept {
+  if (n < KARATSUBA_THRESHOLD) {
+    multiply_rows(r, a, n, b, n);
+  } else if (n < TOOM3_THRESHOLD) {
+    multiply_karatsuba(r, a, b, n, scratch);
+  } else {
+    multiply_toom3(r, a, b, n, scratch);
+  }
+}
+
+}  // namespace
+
+Word add_words(Word* r, const Word* a, std::size_t n) noexcept {
+  unsigned char carry = 0;
+  std::size_t i = 0;
+  if (n >= 4) {
+    carry = add_blocks(as_bytes(r), as_bytes(a), n / 4, carry);
+    i = n / 4 * 4;
+  }
+  for (; i < n; ++i) carry = add_with_carry(carry, r[i], a[i], r[i]);
+  return carry;
+}
+
+Word sub_words(Word* r, const Word* a, std::size_t n) noexcept {
+  unsigned char borrow = 0;
+  std::size_t i = 0;
+  if (n >= 4) {
+    borrow = sub_blocks(as_bytes(r), as_bytes(a), n / 4, borrow);
+    i = n / 4 * 4;
+  }
+  for (; i < n; ++i) borrow = sub_with_borrow(borrow, r[i], a[i], r[i]);
+  return borrow;
+}
+
+Word add_word(Word* r, std::size_t n, Word c) noexcept {
+  for (std::size_t i = 0; c != 0 && i < n; ++i) {
+    r[i] += c;
+    c = r[i] < c;
+  }
+  return c;
+}
+
+Word sub_word(Word* r, std::size_t n, Word c) noexcept {
+  for (std::size_t i = 0; c != 0 && i < n; ++i) {
+    const Word before = r[i];
+    r[i] = before - c;
+    c = before < c;
+  }
+  return c;
+}
+
+void multiply(Word* r, const Word* a, std::size_t an, const Word* b, std::size_t bn, Word* scratch) noexcept {
+  if (an < bn) {
+    std::swap(a, b);
+    std::swap(an, bn);
+  }
+  if (bn < KARATSUBA_THRESHOLD) {
+    multiply_rows(r, a, an, b, bn);
+    return;
+  }
+  // Balanced products of bn words, one chunk of a at a time; a short last
+  // chunk is padded with zeros to bn words.
+  multiply_balanced(r, a, b, bn, scratch);
+  zero_words(r + 2 * bn, an - bn);
+  Word* padded = scratch;
+  Word* t = scratch + bn;
+  Word* rest = scratch + 3 * bn;
+  for (std::size_t at = bn; at < an; at += bn) {
+    const std::size_t c = std::min(bn, an - at);
+    copy_words(padded, a + at, c);
+    zero_words(padded + c, bn - c);
+    multiply_balanced(t, padded, b, bn, rest);
+    const Word carry = add_words(r + at, t, c + bn);
+    add_word(r + at + c + bn, an - at - c, carry);
+  }
+}
+
+// With a = a1 B^l + a0 and b likewise, a * b mod B^n is a0 b0 plus the low
+// halves of a1 b0 and a0 b1 at B^l: one full product and two low halves.
+void multiply_low(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept {
+  if (n < MULLO_THRESHOLD) {
+    zero_words(r, n);
+    for (std::size_t i = 0; i < n; ++i) addmul_row(as_bytes(r + i), as_bytes(b), n - i, a[i]);
+    return;
+  }
+  const std::size_t l = (n + 1) / 2, h = n - l;
+  Word* t = scratch;
+  Word* rest = scratch + 2 * l;
+  multiply_balanced(t, a, b, l, rest);
+  copy_words(r, t, n);
+  multiply_low(t, a + l, b, h, rest);
+  add_words(r + l, t, h);
+  multiply_low(t, a, b + l, h, rest);
+  add_words(r + l, t, h);
+}
+
+namespace {
+
+// Division of a two-word number by a normalised word `d` (top bit set),
+// through its reciprocal floor((2^128 - 1) / d) - 2^64.
+class Word_divisor {
+ public:
+  explicit Word_divisor(Word d) noexcept
+      : m_d(d), m_reciprocal(static_cast<Word>(((static_cast<Wide>(~d) << 64) | ~Word{0}) / d)) {}
+
+  Word value() const noexcept { return m_d; }
+
+  // Quotient of (high, low) by d, with high < d; `remainder` receives the rest.
+  Word divide(Word high, Word low, Word& remainder) const noexcept {
+    const Wide estimate = static_cast<Wide>(m_reciprocal) * high + ((static_cast<Wide>(high) << 64) | low);
+    Word quotient = static_cast<Word>(estimate >> 64) + 1;
+    Word rest = low - quotient * m_d;
+    if (rest > static_cast<Word>(estimate)) {
+      --quotient;
+      rest += m_d;
+    }
+    if (rest >= m_d) {
+      ++quotient;
+      rest -= m_d;
+    }
+    remainder = rest;
+    return quotient;
+  }
+
+ private:
+  Word m_d;
+  Word m_reciprocal;
+};
+
+// u[0, n) -= q * v[0, n); returns the word to take from u[n].
+Word multiply_subtract(Word* u, const Word* v, std::size_t n, Word q) noexcept {
+  return submul_row(as_bytes(u), as_bytes(v), n, q);
+}
+
+// u[0, n] += v[0, n), the carry going into u[n].
+void add_back(Word* u, const Word* v, std::size_t n) noexcept {
+  Word carry = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Wide s = static_cast<Wide>(u[i]) + v[i] + carry;
+    u[i] = static_cast<Word>(s);
+    carry = static_cast<Word>(s >> 64);
+  }
+  u[n] += carry;
+}
+
+// q[0, un - vn] = floor(u / v) for the normalised divisor v[0, vn) (vn >= 2,
+// top bit set) and u[0, un] with u[un] < v[vn - 1]. The remainder is left in u.
+void divide_rows(Word* u, std::size_t un, const Word* v, std::size_t vn, Word* q) noexcept {
+  const Word_divisor top(v[vn - 1]);
+  const Word second = v[vn - 2];
+  for (std::size_t j = un - vn + 1; j-- != 0;) {
+    Word* window = u + j;  // the remainder's words j to j + vn
+    Word estimate;
+    Wide rest;             // what remains of the top two words; may reach 2^64
+    if (window[vn] >= top.value()) {
+      estimate = ~Word{0};
+      rest = static_cast<Wide>(window[vn - 1]) + top.value();
+    } else {
+      Word r;
+      estimate = top.divide(window[vn], window[vn - 1], r);
+      rest = r;
+    }
+    // At most two corrections bring the estimate within one of the digit.
+    while ((rest >> 64) == 0 &&
+           static_cast<Wide>(estimate) * second > ((rest << 64) | window[vn - 2])) {
+      --estimate;
+      rest += top.value();
+    }
+    const Word borrow = multiply_subtract(window, v, vn, estimate);
+    const Word head = window[vn];
+    window[vn] = head - borrow;
+    if (head < borrow) {
+      --estimate;
+      add_back(window, v, vn);
+    }
+    q[j] = estimate;
+  }
+}
+
+// The quotient of np[0, 2n) by the normalised d[0, n): q[0, n) and a top
+// word (0 or 1) returned; the remainder is left in np[0, n). Recursive
+// split: the top half of the quotient from the top half of the divisor, then
+// the product of that half with the divisor's low half subtracted and the
+// estimate corrected (it is never more than a few too large); the same again
+// for the low half.
+Word divide_halves(Word* q, Word* np, const Word* d, std::size_t n, Word* s) noexcept;
+
+// One half of divide_halves: w[0, n + k) by d[0, n), quotient q[0, k) from
+// the top 2k words of w and the top k words of d, then corrected.
+Word divide_top(Word* q, Word* w, std::size_t k, const Word* d, std::size_t n, Word* s) noexcept {
+  Word qh = divide_halves(q, w + (n - k), d + (n - k), k, s);
+  if (n == k) return qh;
+  Word* product = s;
+  multiply(product, q, k, d, n - k, s + n);
+  Word borrow = sub_words(w, product, n);
+  if (qh != 0) borrow += sub_words(w + k, d, n - k);
+  while (borrow != 0) {
+    qh -= sub_word(q, k, 1);
+    borrow -= add_words(w, d, n);
+  }
+  return qh;
+}
+
+Word divide_halves(Word* q, Word* np, const Word* d, std::size_t n, Word* s) noexcept {
+  if (n < DIVIDE_THRESHOLD) {
+    const Word qh = compare_words(np + n, d, n) >= 0;
+    if (qh != 0) sub_words(np + n, d, n);
+    divide_rows(np, 2 * n - 1, d, n, q);
+    return qh;
+  }
+  const std::size_t lo = n / 2, hi = n - lo;
+  const Word qh = divide_top(q + lo, np + lo, hi, d, n, s);
+  const Word ql = divide_top(q, np, lo, d, n, s);
+  // The low half is below B^lo once corrected: its window's top is a
+  // remainder of d.
+  static_cast<void>(ql);
+  return qh;
+}
+
+}  // namespace
+
+// q[0, un] = floor(u / d) for one normalised word d; u[un] < d.
+void divide_by_word(const Word* u, std::size_t un, Word d, Word* q) noexcept {
+  const Word_divisor divisor(d);
+  Word rest = u[un];
+  q[un] = 0;
+  for (std::size_t j = un; j-- != 0;) q[j] = divisor.divide(rest, u[j], rest);
+}
+
+void divide(Word* q, Word* u, std::size_t un, const Word* d, std::size_t dn, Word* scratch) noexcept {
+  if (dn < DIVIDE_THRESHOLD) {
+    divide_rows(u, un, d, dn, q);
+    return;
+  }
+  // Quotient words in chunks of dn from the top, the first one shorter; each
+  // chunk divides a window whose top dn words are below d.
+  const std::size_t qn = un - dn + 1;
+  std::size_t k = qn % dn == 0 ? dn : qn % dn;
+  for (std::size_t j = qn - k;; j -= dn, k = dn) {
+    if (k < DIVIDE_THRESHOLD) {
+      divide_rows(u + j, dn + k - 1, d, dn, q + j);
+    } else {
+      divide_top(q + j, u + j, k, d, dn, scratch);
+    }
+    if (j == 0) break;
+  }
+}
+
+}  // namespace kov::detail
