@@ -79,18 +79,20 @@ class KOV_EXPORT Kov_diag_main {
   std::uint16_t level() const noexcept { return m_level.load(std::memory_order_relaxed); }
   // Stores the level; 0 also closes the file and releases the console.
   void level(std::uint16_t level);
-  // The directory of the file, copied under the lock.
-  std::u16string path() const;
+  // The directory of the file, by reference: valid until the directory is
+  // next set. A caller that reads it while another thread sets it must
+  // order the two itself.
+  const std::u16string& path() const;
   // Stores the directory; an open file stays open, the next opening uses it.
   void path(const std::u16string& path);
-  // The name template as given, its number field unexpanded; copied under
-  // the lock.
-  std::u16string name() const;
+  // The name template as given, its number field unexpanded, by reference
+  // (as path()).
+  const std::u16string& name() const;
   // Stores and parses the name template, then closes the file. The first
-  // "%" followed by decimal digits is a number field of that many digits,
-  // at most five: "svc%3.dgn" names svc000.dgn, svc001.dgn, ... and
-  // "svc%9.dgn" svc00000.dgn. The running number is not restarted by a new
-  // template. A formed name that holds "/" or "\" is not opened.
+  // "%" followed by decimal digits is a number field of that many digits:
+  // "svc%3.dgn" names svc000.dgn, svc001.dgn, ... A field is never wider than
+  // what keeps the formed name within 255 units, the longest file name. The
+  // running number is not restarted by a new template. A formed name that holds "/" or "\" is not opened.
   void name(const std::u16string& name);
   // path, name and level with these values, in that order, under one hold
   // of the lock: no file is opened with the new directory and the old name.

@@ -20,8 +20,9 @@ namespace {
 
 // Capacity of the line scratch kept between writes, in code units.
 constexpr std::size_t LINE_KEEP_CAPACITY = 16384;
-// Most digits of a number field: 65535, the largest running number, has five.
-constexpr std::uint32_t WIDEST_FIELD = 5;
+// The longest file name the file systems take, in units: a number field is
+// never made wider than what leaves the formed name within it.
+constexpr std::uint32_t LONGEST_FILE_NAME = 255;
 // Attempts at m_lock before a writer blocks on it.
 constexpr int LOCK_SPIN_ATTEMPTS = 2000;
 const char16_t* const DEFAULT_PATH = u".";
@@ -85,10 +86,7 @@ void Kov_diag_main::level(std::uint16_t level) {
   if (level == 0) close();
 }
 
-std::u16string Kov_diag_main::path() const {
-  const std::lock_guard<nev::Nev_critical> hold(m_lock);
-  return m_path;
-}
+const std::u16string& Kov_diag_main::path() const { return m_path; }
 
 void Kov_diag_main::path(const std::u16string& path) {
   // Copied outside the lock; the old text is freed after it is released.
@@ -97,10 +95,7 @@ void Kov_diag_main::path(const std::u16string& path) {
   m_path.swap(stored);
 }
 
-std::u16string Kov_diag_main::name() const {
-  const std::lock_guard<nev::Nev_critical> hold(m_lock);
-  return m_name;
-}
+const std::u16string& Kov_diag_main::name() const { return m_name; }
 
 void Kov_diag_main::name(const std::u16string& name) {
   std::u16string stored = name;
@@ -129,13 +124,17 @@ void Kov_diag_main::store_name(std::u16string& name) {
   const std::size_t marker = m_name.find(u'%');
   if (marker == std::u16string::npos) return;
   std::size_t i = marker + 1;
-  // Every digit belongs to the field, but its width stops at five: the
-  // running number never has more digits, and a huge width would build a
-  // huge name on every opening.
+  // Every digit belongs to the field. Its width is exact while the formed
+  // name can exist at all; beyond that it stops where the name reaches the
+  // longest file name, so a huge width never builds a huge name (nor one that
+  // no file could bear) on every opening.
   while (i < m_name.size() && nev::nev_iswdigit(m_name[i])) {
-    m_width = std::min(m_width * 10 + static_cast<std::uint32_t>(m_name[i] - u'0'), WIDEST_FIELD);
+    m_width = std::min(m_width * 10 + static_cast<std::uint32_t>(m_name[i] - u'0'), LONGEST_FILE_NAME);
     ++i;
   }
+  const std::size_t fixed = marker + (m_name.size() - i);
+  const std::uint32_t room = fixed < LONGEST_FILE_NAME ? LONGEST_FILE_NAME - static_cast<std::uint32_t>(fixed) : 1;
+  m_width = std::min(m_width, room);
   m_marker = static_cast<std::uint32_t>(marker);
   m_tail = static_cast<std::uint32_t>(i);
 }

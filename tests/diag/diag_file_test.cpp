@@ -268,11 +268,13 @@ TEST(DiagFile, SinkNeitherLeavesItsFolderNorFollowsLinks) {
 // The number field has at most five digits, enough for every value of the
 // running number: however wide a template asks for, the name stays short,
 // nothing is thrown and the lines reach the file.
-TEST(DiagFile, NumberFieldIsAtMostFiveDigits) {
-  const struct { std::u16string name; const char* made; } cases[] = {
-      {u"%4294967295.dgn", "00000.dgn"},         {u"%30000000.dgn", "00000.dgn"},
-      {u"w%99999999999999999999999x", "w00000x"}, {u"%6.dgn", "00000.dgn"},
-      {u"%5.dgn", "00000.dgn"},                   {u"%0000000000004.dgn", "0000.dgn"},
+TEST(DiagFile, NumberFieldIsExactUntilTheNameReachesTheLongestFileName) {
+  const std::string widest(251, '0');  // 255 units with ".dgn"
+  const struct { std::u16string name; std::string made; } cases[] = {
+      {u"%4294967295.dgn", widest + ".dgn"},  {u"%30000000.dgn", widest + ".dgn"},
+      {u"w%99999999999999999999999x", "w" + std::string(253, '0') + "x"},
+      {u"%9.dgn", "000000000.dgn"},           {u"%5.dgn", "00000.dgn"},
+      {u"%0000000000004.dgn", "0000.dgn"},
   };
   for (const auto& c : cases) {
     Scratch_dir dir;
@@ -318,11 +320,9 @@ TEST(DiagFile, ReconfiguredWhileThreadsWrite) {
         case 2: diag.name(names[i % 3]); break;
         case 3: diag.reset(paths[(i / 2) % 2], names[i % 3], static_cast<std::uint16_t>(1 + i % 3)); break;
         default: {
-          const std::u16string path = diag.path(), name = diag.name();
-          if (std::find(std::begin(paths), std::end(paths), path) == std::end(paths) ||
-              std::find(std::begin(names), std::end(names), name) == std::end(names) || diag.level() > 3) {
-            ++bad_reads;
-          }
+          // The level is read beside the setters; the strings are handed
+          // out by reference, which a reader orders with its setters itself.
+          if (diag.level() > 3) ++bad_reads;
           if (i % 8 == 0) diag.close();
         }
       }
