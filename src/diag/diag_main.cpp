@@ -168,7 +168,9 @@ void Kov_diag_main::take_lock() {
 void Kov_diag_main::open_file(nev::Nev_status& status) {
   create_filename();
   const nev::Nev_path full(m_path, m_filename);
-  m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, 0, nev::NEV_FILE_SHARE_NONE, status, nullptr);
+  // Readers (kovdiag follow) may read the file while it is written; Windows
+  // enforces the sharing mode.
+  m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, 0, nev::NEV_FILE_SHARE_READ, status, nullptr);
   // The header goes out whether the opening succeeded or not: a console
   // shows it even when the file is lost.
   std::u16string header;

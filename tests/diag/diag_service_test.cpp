@@ -3,14 +3,13 @@
 // program on what the library wrote.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include "support/test_platform.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <stdexcept>
 #include <thread>
-
-#include <sys/wait.h>
 
 #include "diag_test_support.h"
 #include "kov/codes.h"
@@ -53,9 +52,9 @@ void set(const std::u16string& service, const char16_t* value, std::uint32_t num
 struct Scoped_env {
   Scoped_env(const char* variable, const std::string& value)
       : name(variable), old(std::getenv(variable) ? std::getenv(variable) : "") {
-    ::setenv(name, value.c_str(), 1);
+    kov_test::set_env(name, value.c_str());
   }
-  ~Scoped_env() { old.empty() ? ::unsetenv(name) : ::setenv(name, old.c_str(), 1); }
+  ~Scoped_env() { old.empty() ? kov_test::unset_env(name) : kov_test::set_env(name, old.c_str()); }
   const char* name;
   std::string old;
 };
@@ -105,6 +104,7 @@ TEST(DiagService, LocalParametersAndTheirFailures) {
   EXPECT_NE(status.code(1), 0u);
 
   // A hive that cannot be written: the local write code, with the service.
+  if (kov_test::system_registry()) return;  // no hive file to make unusable
   {
     Scoped_env hive("NEV_REGISTRY", "/proc/no-such-dir/hive.db");
     Global::set_service_parameters(u"", service, u"p", u"n", 1, status);
@@ -113,8 +113,9 @@ TEST(DiagService, LocalParametersAndTheirFailures) {
 }
 
 TEST(DiagService, NamedMachine) {
+  KOV_SKIP_ON_WINDOWS("a named machine is a hive file of NEV_REGISTRY_MACHINES only on Linux");
   Scratch_dir machines;  // holds the hive of the machine "far"
-  ::setenv("NEV_REGISTRY_MACHINES", machines.path().c_str(), 1);
+  kov_test::set_env("NEV_REGISTRY_MACHINES", machines.path().c_str());
   nev::Nev_status status;
   {
     Scoped_env hive("NEV_REGISTRY", machines.file("far.db"));
@@ -148,7 +149,7 @@ TEST(DiagService, NamedMachine) {
 // level stays 0). A console value of exactly 1 gives the console, even at
 // level 0.
 TEST(DiagService, ServiceConstructorUsesRegistryAndConsoleOfExactlyOne) {
-  ::setenv("DGN_FILEPATH", "/nowhere", 1);
+  kov_test::set_env("DGN_FILEPATH", "/nowhere");
   for (const std::uint32_t console : {1u, 2u}) {
     Scratch_dir dir;
     const std::u16string service = new_service(console == 1 ? "one" : "two");
@@ -163,15 +164,15 @@ TEST(DiagService, ServiceConstructorUsesRegistryAndConsoleOfExactlyOne) {
       diag.write(u"shown \u00e9");
     }
     const std::string shown = header_line() + "\r\n" + marker_line() + "\r\nshown \xc3\xa9\r\n";
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), console == 1 ? shown : "") << console;
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), kov_test::as_captured(console == 1 ? shown : "")) << console;
     EXPECT_EQ(read_lines(dir.file("default.dgn")), opened({"shown \xe9"}));
   }
 }
 
 TEST(DiagGlobal, MadeOnceFromTheEnvironment) {
   Scratch_dir dir;
-  ::setenv("DGN_FILEPATH", dir.path().c_str(), 1);
-  ::setenv("DGN_TRACELEVEL", "4", 1);
+  kov_test::set_env("DGN_FILEPATH", dir.path().c_str());
+  kov_test::set_env("DGN_TRACELEVEL", "4");
   kov::Kov_diag_main& first = Global::global();
   EXPECT_EQ(first.path(), dir.wpath());
   EXPECT_EQ(first.level(), 4);
@@ -217,7 +218,8 @@ TEST(DiagGlobal, ServiceInitialiseResetsOnlyWhenAllThreeWereRead) {
   set(service, u"DiagTraceLevel", 2);
   Global::initialise(service);
   global.write(u"three");
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), header_line() + "\r\n" + marker_line() + "\r\none\r\ntwo\r\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+            kov_test::as_captured(header_line() + "\r\n" + marker_line() + "\r\none\r\ntwo\r\n"));
   EXPECT_EQ(&Global::global(), &global);
   EXPECT_EQ(global.level(), 2);
   EXPECT_EQ(read_lines(dir.file("g0.dgn")), opened({"one", "two"}));
@@ -227,7 +229,7 @@ TEST(DiagGlobal, ServiceInitialiseResetsOnlyWhenAllThreeWereRead) {
 // The kovdiag tool.
 
 // The tool is built beside the test program.
-const std::string PROGRAM = (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "kovdiag").string();
+const std::string PROGRAM = kov_test::program_beside("kovdiag");
 
 struct Tool_run { int status; std::string output; };
 
@@ -235,12 +237,8 @@ struct Tool_run { int status; std::string output; };
 // is joined to the output.
 Tool_run kovdiag(const std::string& arguments, const std::string& runner = "") {
   if (!std::filesystem::exists(PROGRAM)) return {-1, "kovdiag not built at " + PROGRAM};
-  FILE* pipe = ::popen((runner + PROGRAM + " " + arguments + " 2>&1").c_str(), "r");
   Tool_run run{-1, ""};
-  char buffer[4096];
-  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.output.append(buffer, n);
-  const int status = ::pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  run.status = kov_test::run_command(runner + PROGRAM + " " + arguments, &run.output);
   return run;
 }
 
@@ -298,6 +296,7 @@ TEST(Kovdiag, FollowSeesGrowthAndMovesToTheNextNumberedFile) {
 // not stop is killed after five more seconds (status 137), one killed by
 // the interrupt itself ends with 130.
 TEST(Kovdiag, FollowStopsOnInterrupt) {
+  KOV_SKIP_ON_WINDOWS("no timeout(1) to interrupt the follower with");
   Scratch_dir dir;
   EXPECT_EQ(kovdiag("follow " + dir.file("i.dgn"), "timeout --preserve-status -k 5 -s INT 0.3 ").status, 0);
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include "support/test_platform.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -16,11 +17,11 @@
 class Hive_test : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "nev-registry-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    m_folder = pattern;
-    ::setenv("NEV_REGISTRY", hive().c_str(), 1);
-    ::setenv("NEV_REGISTRY_MACHINES", (m_folder + "/machines").c_str(), 1);
+    m_folder = kov_test::make_temp_dir("nev-registry");
+    ASSERT_FALSE(m_folder.empty());
+    kov_test::fresh_registry();  // Windows: the system's registry, emptied
+    kov_test::set_env("NEV_REGISTRY", hive().c_str());
+    kov_test::set_env("NEV_REGISTRY_MACHINES", (m_folder + "/machines").c_str());
   }
   void TearDown() override {
     std::error_code ignored;
