@@ -184,6 +184,7 @@ inline bool sigpipe_pending() {
 // look for.
 inline std::u16string system_text(unsigned long windows_error, const std::u16string& linux_text) {
 #ifdef _WIN32
+  static_cast<void>(linux_text);
   wchar_t buffer[256];
   DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                 windows_error, 0, buffer, 256, nullptr);

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -27,6 +28,7 @@
 #include "nev/registry.h"
 #include "nev/status.h"
 #include "nev/strings.h"
+#include "nev/system.h"
 #include "reg_file.h"
 
 using namespace nev;
@@ -478,8 +480,11 @@ int remove(Registry& registry, const Options& options) {
 
 // ---- import and export ----------------------------------------------------------------------
 
+// A UTF-8 path as the file system takes it (wide on Windows).
+std::filesystem::path local_path(const std::string& path) { return std::filesystem::path(nev_from_utf8(path)); }
+
 bool read_file(const std::string& path, std::string& bytes, Nev_status& status) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(local_path(path), std::ios::binary);
   if (!file) {
     status.assign(NEV_E_FILE_OPEN, Nev_wstring_status_arg(nev_from_utf8(path)),
                   Nev_wstring_status_arg(nev_from_utf8(std::strerror(errno))));
@@ -545,11 +550,11 @@ int export_key(Registry& registry, const Options& options) {
                                                    : kovreg::Dialect::version5_utf16;
   const std::string bytes = kovreg::encode_file(keys, dialect);
   const std::string& path = options.operands[1];
-  if (!options.force && std::ifstream(path).good() && !confirm("The file " + path + " exists, overwrite")) {
+  if (!options.force && std::ifstream(local_path(path)).good() && !confirm("The file " + path + " exists, overwrite")) {
     std::cout << "The operation was cancelled.\n";
     return 1;
   }
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  std::ofstream file(local_path(path), std::ios::binary | std::ios::trunc);
   if (!file) {
     status.assign(NEV_E_FILE_OPEN, Nev_wstring_status_arg(nev_from_utf8(path)),
                   Nev_wstring_status_arg(nev_from_utf8(std::strerror(errno))));
@@ -586,6 +591,9 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  nev::Nev_utf8_arguments arguments(argc, argv);  // every character, on Windows too
+  argc = arguments.count();
+  argv = arguments.argv();
   try {
     return run(parse_options(argc, argv));
   } catch (const Usage_error& error) {

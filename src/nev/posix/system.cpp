@@ -12,6 +12,7 @@
 
 #include "nev/platform.h"
 #include "nev/strings.h"
+#include "nev/system.h"
 
 namespace nev::platform {
 
@@ -151,3 +152,14 @@ bool console_write(Nev_console console, const char16_t* text, std::uint32_t coun
 bool console_free() noexcept { return true; }
 
 }  // namespace nev::platform
+
+namespace nev {
+
+// POSIX hands the arguments over as the bytes they are: UTF-8.
+Nev_utf8_arguments::Nev_utf8_arguments(int argc, char** argv) {
+  for (int i = 0; i < argc; ++i) m_words.emplace_back(argv[i] != nullptr ? argv[i] : "");
+  for (std::string& word : m_words) m_pointers.push_back(word.data());
+  m_pointers.push_back(nullptr);
+}
+
+}  // namespace nev
