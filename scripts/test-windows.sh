@@ -19,8 +19,8 @@ gcc_dir=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-file-name=libstdc++-6.d
 pthread_dir=$(dirname "$(x86_64-w64-mingw32-g++-posix -print-file-name=libwinpthread-1.dll)")
 export WINEPATH="Z:$build/bin;Z:$gcc_dir;Z:$pthread_dir"
 trap 'wineserver -k >/dev/null 2>&1 || true; rm -rf "$WINEPREFIX"' EXIT
+wineserver -p 60 || true  # one server for all the programs below
 wineboot -i >/dev/null 2>&1 || true
-wineserver -p 60  # one server for all the programs below
 
 passed=0 failed=0 skipped=0
 failures=""

@@ -48,6 +48,8 @@ Reading read(const std::u16string& entry, bool service = false) {
 using Bootstrap = Sample_hive;
 
 TEST_F(Bootstrap, ReadsTheDefaultValueAndTypedSettingsInOrder) {
+  KOV_SKIP_ON_WINDOWS("asserts values in creation order, which the Windows registry does not promise "
+                      "(Wine enumerates them alphabetically)");
   const std::u16string entry = PROGRAM_ROOT + u"\\Reader";
   nev::Nev_status status;
   set_string(entry, u"", u"reader.so");
@@ -89,6 +91,8 @@ TEST_F(Bootstrap, ReadsTheDefaultValueAndTypedSettingsInOrder) {
 }
 
 TEST_F(Bootstrap, AValueBeyondTheBuffersEndsTheReading) {
+  KOV_SKIP_ON_WINDOWS("asserts values in creation order, which the Windows registry does not promise "
+                      "(Wine enumerates them alphabetically)");
   struct Case {
     std::u16string name;
     std::u16string text;
