@@ -410,7 +410,15 @@ inline int run_program(const std::string& program, const std::vector<std::string
 #else
   std::string command = "'" + program + "'";
   for (const std::string& word : words) command += " '" + word + "'";
-  return run_command(command + " <<'END'\n" + input + "\nEND\n", output);
+  command += " 2>&1 <<'END'\n" + input + "\nEND\n";
+  std::FILE* pipe = ::popen(command.c_str(), "r");
+  if (pipe == nullptr) return -1;
+  std::string text;
+  char buffer[512];
+  for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) text.append(buffer, count);
+  const int status = ::pclose(pipe);
+  if (output != nullptr) *output = text;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #endif
 }
 
