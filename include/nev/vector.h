@@ -104,8 +104,17 @@ class Nev_object_vector {
   // The element at `index` by reference.
   T& operator[](unsigned index) const { return *at(index); }
 
-  // Appends `item`; the vector owns it from now on.
-  void push_back(T* item) { m_impl.push_back(item); }
+  // Appends `item`; the vector owns it from now on, even when growing fails:
+  // the item is then deleted and the exception passes on, so a caller's
+  // push_back(new T(...)) never leaks.
+  void push_back(T* item) {
+    try {
+      m_impl.push_back(item);
+    } catch (...) {
+      delete item;
+      throw;
+    }
+  }
   // Deletes the element at `index` and closes the gap.
   void erase(unsigned index) {
     T* item = at(index);

@@ -82,9 +82,7 @@ gan::Gan_base* make_object(nev::Nev_library library, const std::u16string& plugi
 
 // Appends a copy of `text` to `names`.
 void append_copy(nev::Nev_object_vector<std::u16string>& names, const std::u16string& text) {
-  auto copy = std::make_unique<std::u16string>(text);
-  names.push_back(copy.get());
-  copy.release();
+  names.push_back(new std::u16string(text));  // owned by the vector, also when it cannot grow
 }
 
 }  // namespace

@@ -41,19 +41,8 @@ Key_id id_of(const std::string& text) {
   return text.size() < 16 ? NO_KEY : static_cast<Key_id>(std::stoull(text.substr(0, 16), nullptr, 16));
 }
 
-// Folded names as bytes, big-endian so that byte order is unit order.
-std::string folded(const std::u16string& name) {
-  std::string bytes(name.size() * 2, '\0');
-  for (std::size_t i = 0; i < name.size(); ++i) {
-    const char16_t unit = nev_to_upper(name[i]);
-    bytes[2 * i] = static_cast<char>(unit >> 8);
-    bytes[2 * i + 1] = static_cast<char>(unit & 0xFF);
-  }
-  return bytes;
-}
-
-std::string key_entry(Key_id parent, const std::u16string& name) { return "k/" + hex_id(parent) + "/" + folded(name); }
-std::string value_entry(Key_id key, const std::u16string& name) { return "v/" + hex_id(key) + "/" + folded(name); }
+std::string key_entry(Key_id parent, const std::u16string& name) { return "k/" + hex_id(parent) + "/" + folded_bytes(name); }
+std::string value_entry(Key_id key, const std::u16string& name) { return "v/" + hex_id(key) + "/" + folded_bytes(name); }
 
 void put_u32(std::string& bytes, std::uint32_t n) {
   for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>((n >> shift) & 0xFF);
@@ -391,7 +380,7 @@ std::vector<Etcd_op> Etcd_hive::collect_ops() {
   }
   if (m_creating) {
     for (int index = 0; index < REG_ROOT_COUNT; ++index) {
-      put("i/" + hex_id(root_key_id(index)), hex_id(NO_KEY) + folded(reg_root_name(index)));
+      put("i/" + hex_id(root_key_id(index)), hex_id(NO_KEY) + folded_bytes(reg_root_name(index)));
     }
     put(HEAD, HEAD_TAG);
     put(NEXT, std::to_string(m_next_id));
@@ -579,7 +568,7 @@ Key_id Etcd_hive::create_key(Key_id base, const std::u16string& path) {
     const Key_id created = next_id();
     const std::vector<std::uint8_t> spelling = nev_to_utf16le(name, false);
     put(key_entry(id, name), hex_id(created) + std::string(spelling.begin(), spelling.end()));
-    put("i/" + hex_id(created), hex_id(id) + folded(name));
+    put("i/" + hex_id(created), hex_id(id) + folded_bytes(name));
     id = created;
   }
   return id;

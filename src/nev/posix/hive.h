@@ -65,6 +65,11 @@ struct Hive_counters {
   std::uint64_t rows_read = 0;
 };
 
+// `name` upper-cased by nev_to_upper, as big-endian UTF-16 bytes: byte order
+// is then the case-insensitive order of names, so a store that sorts bytes
+// lists subkeys in the registry's order.
+std::string folded_bytes(const std::u16string& name);
+
 class Hive {
  public:
   // Inline, so that the class has no key function: a test in another module

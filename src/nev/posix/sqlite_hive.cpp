@@ -40,17 +40,6 @@ constexpr std::size_t ROW_OVERHEAD = 64;
 // SQLite's own limit on a row when no connection is there to ask.
 constexpr int DEFAULT_LENGTH_LIMIT = 1000000000;
 
-// Folded names as bytes, big-endian so that byte order is unit order.
-std::string folded_bytes(const std::u16string& name) {
-  std::string bytes(name.size() * 2, '\0');
-  for (std::size_t i = 0; i < name.size(); ++i) {
-    const char16_t unit = nev_to_upper(name[i]);
-    bytes[2 * i] = static_cast<char>(unit >> 8);
-    bytes[2 * i + 1] = static_cast<char>(unit & 0xFF);
-  }
-  return bytes;
-}
-
 // The cache key of `path` below `base`: the id as four units, then the
 // folded names joined by one backslash.
 std::u16string cache_key(Key_id base, const std::u16string& path) {
