@@ -141,6 +141,9 @@ TEST(Etcd_faults, AStoppedClusterFailsEveryCallInTimeAndServesAgainWhenBack) {
 }
 
 TEST(Etcd_faults, WritersLoseNoAcknowledgedWriteWhileTheLeaderIsKilled) {
+#if defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "ThreadSanitizer cannot follow a forked child that starts the etcd hive's watch thread";
+#endif
   constexpr int WRITERS = 4;
   constexpr int READERS = 2;
   constexpr int WRITES = 100;
