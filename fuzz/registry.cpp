@@ -354,18 +354,24 @@ void Driver::run() {
   compare_tree(*m_root, BASE);
 }
 
+std::string hive_folder;
 std::string hive_path;
 
 void remove_hive() {
   for (const char* suffix : {"", "-wal", "-shm", "-journal"}) ::unlink((hive_path + suffix).c_str());
+  ::rmdir(hive_folder.c_str());
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  // A folder of this process's own (mkdtemp makes it 0700): the registry
+  // refuses a hive in a folder that other users may write, such as /dev/shm.
   const char* folder = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : std::getenv("TMPDIR");
-  hive_path = std::string(folder != nullptr ? folder : "/tmp") + "/kov-fuzz-registry-" + std::to_string(::getpid()) + ".db";
-  remove_hive();
+  std::string pattern = std::string(folder != nullptr ? folder : "/tmp") + "/kov-fuzz-registry-XXXXXX";
+  if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+  hive_folder = pattern;
+  hive_path = hive_folder + "/hive.db";
   setenv("NEV_REGISTRY", hive_path.c_str(), 1);
   std::atexit(remove_hive);
   return 0;
