@@ -48,7 +48,7 @@ std::string integrity_of(const std::string& path) {
 }  // namespace
 
 TEST_F(Hive_test, ForkedWritersAndReadersLoseNothingAndNeverSeeALock) {
-  SKIP_FORKED_ETCD_UNDER_THREAD_SANITIZER();
+  SKIP_FORKED_ETCD_UNDER_SANITIZERS();
   constexpr int WRITERS = 4;
   constexpr int READERS = 2;
   constexpr int WRITES = 60;
@@ -138,7 +138,7 @@ TEST_F(Hive_test, AWriterKilledMidWayLeavesEveryCommittedWrite) {
 }
 
 TEST_F(Hive_test, AReaderFollowsAWriterThroughCheckpoints) {
-  SKIP_FORKED_ETCD_UNDER_THREAD_SANITIZER();
+  SKIP_FORKED_ETCD_UNDER_SANITIZERS();
   constexpr std::uint32_t LAST = 300;
   put(u"Follow", u"Counter", 0u);
   const std::string path = hive();
@@ -195,7 +195,7 @@ TEST_F(Hive_test, ThreadsShareOneConnection) {
 // must hold real locks of its own: otherwise another process that closes
 // last folds the WAL away and deletes it under the child's writes.
 TEST_F(Hive_test, AChildOfAnExitedWriterKeepsEveryWriteBesideOtherProcesses) {
-  SKIP_FORKED_ETCD_UNDER_THREAD_SANITIZER();
+  SKIP_FORKED_ETCD_UNDER_SANITIZERS();
   constexpr int CHILD_WRITES = 400;
   constexpr int TOOL_WRITES = 60;
   int done[2];

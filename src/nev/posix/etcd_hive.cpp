@@ -8,6 +8,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstdio>
+#include <new>
 #include <set>
 
 #include "nev/codes.h"
@@ -178,6 +179,11 @@ void Etcd_hive::unlock_after_fork(bool child) {
     m_revision = 0;
     m_block_next = m_block_end = NO_KEY;  // the parent's ids are the parent's
     drop_derived();
+    // The watch thread may have been inside notify_all(), holding the
+    // condition's inner lock, when the parent forked; a copy of that lock
+    // is never released here. Start from a fresh condition (its old storage
+    // is reused without destruction: no thread of this process waits on it).
+    new (&m_changed) std::condition_variable;
   }
   m_client.mutex().unlock();
   m_mutex.unlock();
