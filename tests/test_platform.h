@@ -4,9 +4,11 @@
 // platform's own service.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "nev/platform.h"
 
@@ -18,20 +20,30 @@ class Test_platform : public nev::platform::Platform_wrapper {
   Test_platform& operator=(const Test_platform&) = delete;
 
   std::function<std::int64_t()> clock;
-  std::function<std::int64_t(std::int64_t seconds, bool at_utc)> zone;
   std::function<bool(void* library, std::u16string& reason)> unload;
   std::function<int(std::uint16_t version)> startup;
   std::function<int()> last_error;
   std::function<int(char* buffer, int length)> host_name;
   std::function<bool(const char* name, nev::Nev_host_entry& entry)> host_by_name;
 
+  // The local zone: the offset at `seconds` (UTC or local as `at_utc`
+  // says). Setting it counts as a change of zone, as the platform's own
+  // zone setting would.
+  using Zone = std::function<std::int64_t(std::int64_t seconds, bool at_utc)>;
+  void set_zone(Zone zone) {
+    m_zone = std::move(zone);
+    m_zone_changes.fetch_add(1);
+  }
+
   std::int64_t clock_microseconds() override { return clock ? clock() : Platform_wrapper::clock_microseconds(); }
   std::int64_t local_offset_at_utc(std::int64_t s) override {
-    return zone ? zone(s, true) : Platform_wrapper::local_offset_at_utc(s);
+    return m_zone ? m_zone(s, true) : Platform_wrapper::local_offset_at_utc(s);
   }
   std::int64_t local_offset_at_local(std::int64_t s) override {
-    return zone ? zone(s, false) : Platform_wrapper::local_offset_at_local(s);
+    return m_zone ? m_zone(s, false) : Platform_wrapper::local_offset_at_local(s);
   }
+  // Both counts only grow, so their sum changes whenever either does.
+  std::uint64_t zone_generation() override { return Platform_wrapper::zone_generation() + m_zone_changes.load(); }
   bool library_unload(void* library, std::u16string& reason) override {
     return unload ? unload(library, reason) : Platform_wrapper::library_unload(library, reason);
   }
@@ -45,4 +57,8 @@ class Test_platform : public nev::platform::Platform_wrapper {
   bool socket_gethostbyname(const char* name, nev::Nev_host_entry& entry) override {
     return host_by_name ? host_by_name(name, entry) : Platform_wrapper::socket_gethostbyname(name, entry);
   }
+
+ private:
+  Zone m_zone;
+  std::atomic<std::uint64_t> m_zone_changes{0};
 };

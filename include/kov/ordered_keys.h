@@ -35,8 +35,8 @@ KOV_EXPORT void kov_enum_reg_keys_in_order(nev::Nev_hkey root, const std::u16str
                                            nev::Nev_object_vector<std::u16string>& keys, nev::Nev_status& status);
 
 // Writes the order value of root\key from `keys`, joined by ";", without
-// testing the names. Does not clear `status` first: only a failed write
-// changes it.
+// testing the names. `status` ends as the write's outcome: a failure held in
+// it on entry does not survive a successful write.
 KOV_EXPORT void kov_set_reg_keys_order(nev::Nev_hkey root, const std::u16string& key,
                                        const nev::Nev_object_vector<std::u16string>& keys, nev::Nev_status& status);
 

@@ -4,12 +4,12 @@
 // trace_depth times indent_step spaces, a two-unit prefix, then the text.
 // Kov_diag_main::write adds the line end and the thread markers.
 #include <algorithm>
-#include <atomic>
 #include <cstddef>
 #include <memory>
 
 #include "entry/statics.h"
 #include "kov/diag.h"
+#include "nev/platform.h"
 #include "nev/strings.h"
 #include "nev/time.h"
 
@@ -17,11 +17,11 @@ namespace kov {
 
 namespace {
 
-// How many enabled scopes the calling thread is inside. The library's only
-// thread-local variable. The initial-exec model reads it at a fixed offset
-// from the thread pointer instead of calling __tls_get_addr on every line;
-// its two bytes fit the static TLS room the loader keeps even when the
-// library itself is loaded at run time.
+// How many enabled scopes the calling thread is inside. This and the stamp
+// cache below are the library's thread-local variables. The initial-exec
+// model reads them at a fixed offset from the thread pointer instead of
+// calling __tls_get_addr on every line; their few bytes fit the static TLS
+// room the loader keeps even when the library itself is loaded at run time.
 #if defined(__GNUC__) && !defined(_WIN32)
 __attribute__((tls_model("initial-exec")))
 #endif
@@ -30,38 +30,41 @@ thread_local std::uint16_t trace_depth = 0;
 constexpr std::size_t STAMP_LENGTH = 13;
 constexpr std::int64_t MICROS_PER_SECOND = 1000000;
 
-// The local hour, minute and second of the latest UTC second seen by any
-// thread, packed as (UTC second << 17) | (hour << 12) | (minute << 6) |
-// second; 0 when none yet. Turning the clock into local time costs several
-// times a reading of the clock (zone rules, calendar arithmetic), and a
-// line needs it only once per second: within one UTC second the local
-// offset cannot change, so the cached fields plus the reading's
-// microseconds are exactly what Nev_time::now() would give.
-std::atomic<std::uint64_t> second_cache{0};
-constexpr int CACHE_SHIFT = 17;
-constexpr std::int64_t CACHE_SECONDS_LIMIT = std::int64_t{1} << 40;
+// The calling thread's local time of day for the latest UTC second it
+// stamped, and the zone generation it was made under. Turning the clock
+// into local time costs several times a reading of the clock (zone rules,
+// calendar arithmetic), and a line needs it only when the second or the
+// zone changed: under one zone generation the offset at one instant cannot
+// change. Each line reads the clock once and takes its fields from that
+// one reading, so a clock stepped back cannot give one second's fields with
+// another's fraction; the stamp is what Nev_time::now() gives for it.
+struct Stamp_cache {
+  std::int64_t second = 0;
+  std::uint64_t zone = 0;  // 0: nothing kept yet (generations start above it)
+  std::int32_t second_of_day = 0;
+};
+#if defined(__GNUC__) && !defined(_WIN32)
+__attribute__((tls_model("initial-exec")))
+#endif
+thread_local Stamp_cache stamp_cache;
+
+constexpr std::int64_t SECONDS_PER_DAY = 86400;
+
+std::int64_t floor_div(std::int64_t a, std::int64_t b) { return a / b - (a % b < 0 ? 1 : 0); }
 
 nev::Nev_time time_now() {
   const std::int64_t utc = nev::nev_clock_now();
-  const std::int64_t second = utc / MICROS_PER_SECOND;
-  const int micros = static_cast<int>(utc % MICROS_PER_SECOND);
-  const bool cacheable = utc >= 0 && second < CACHE_SECONDS_LIMIT;
-  const std::uint64_t packed = second_cache.load(std::memory_order_relaxed);
-  if (cacheable && packed != 0 && static_cast<std::int64_t>(packed >> CACHE_SHIFT) == second) {
-    return nev::Nev_time(static_cast<int>((packed >> 12) & 0x1F), static_cast<int>((packed >> 6) & 0x3F),
-                         static_cast<int>(packed & 0x3F), micros);
+  const std::int64_t second = floor_div(utc, MICROS_PER_SECOND);
+  const int micros = static_cast<int>(utc - second * MICROS_PER_SECOND);
+  const std::uint64_t zone = nev::platform::zone_generation();
+  Stamp_cache& cache = stamp_cache;
+  if (cache.zone != zone || cache.second != second) {
+    const std::int64_t local = second + nev::nev_local_offset(second, true);
+    cache = Stamp_cache{second, zone,
+                        static_cast<std::int32_t>(local - floor_div(local, SECONDS_PER_DAY) * SECONDS_PER_DAY)};
   }
-  const nev::Nev_time fresh = nev::Nev_time::now();
-  // The second reading is later than the first; when its microseconds are
-  // not smaller, both lie in the same UTC second and the fields may be kept.
-  if (cacheable && fresh.microseconds() >= micros) {
-    second_cache.store((static_cast<std::uint64_t>(second) << CACHE_SHIFT) |
-                           (static_cast<std::uint64_t>(fresh.hours()) << 12) |
-                           (static_cast<std::uint64_t>(fresh.minutes()) << 6) |
-                           static_cast<std::uint64_t>(fresh.seconds()),
-                       std::memory_order_relaxed);
-  }
-  return fresh;
+  const int of_day = cache.second_of_day;
+  return nev::Nev_time(of_day / 3600, of_day / 60 % 60, of_day % 60, micros);
 }
 
 constexpr std::size_t DUMP_ROW_BYTES = 16;

@@ -72,6 +72,12 @@ class NEV_EXPORT Platform {
   // skips or repeats gets the platform's choice of the two offsets; 0 when it
   // cannot tell.
   virtual std::int64_t local_offset_at_local(std::int64_t local_seconds) = 0;
+  // A number that changes whenever the two offsets above may answer
+  // differently for the same instant (another zone set, the zone rules read
+  // again). A caller may keep an offset, or local-time fields made with it,
+  // for as long as this number stays the same. Called for every traced
+  // line: it must be cheap.
+  virtual std::uint64_t zone_generation() = 0;
 
   // ---- files ---------------------------------------------------------------
 
@@ -166,6 +172,7 @@ class NEV_EXPORT Platform_wrapper : public Platform {
   std::int64_t clock_microseconds() override { return m_target.clock_microseconds(); }
   std::int64_t local_offset_at_utc(std::int64_t s) override { return m_target.local_offset_at_utc(s); }
   std::int64_t local_offset_at_local(std::int64_t s) override { return m_target.local_offset_at_local(s); }
+  std::uint64_t zone_generation() override { return m_target.zone_generation(); }
   File_result file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
                         std::uint32_t attributes, Nev_file_sharing sharing, const void* security,
                         std::intptr_t& handle) override {
@@ -239,5 +246,10 @@ NEV_EXPORT void install(Platform* platform) noexcept;
 // the platform again (after the environment changed by other means than
 // nev_setenv, which does this itself for the registry's variables).
 NEV_EXPORT void reset_hive_locations() noexcept;
+// The zone generation of the object in force, changed as well by every
+// install: local-time fields kept under one value of it are still right.
+// (The installs are counted in the top 24 bits, the object's own number in
+// the low 40.)
+NEV_EXPORT std::uint64_t zone_generation();
 
 }  // namespace nev::platform

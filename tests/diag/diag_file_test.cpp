@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <functional>
 #include <map>
+#include <set>
 #include <thread>
 
 #include <sys/stat.h>
@@ -312,13 +314,22 @@ TEST(DiagFile, ReconfiguredWhileThreadsWrite) {
   diag.reset(paths[0], names[0], 3);
   std::atomic<int> writing{WRITERS};
   std::atomic<int> bad_reads{0};
+  // The writers wait for resets before they start and again half-way, so
+  // that the writing spans reconfigurations however the threads are run.
+  std::atomic<unsigned> resets{0};
+  const auto wait_for_resets = [&](unsigned count) {
+    while (resets.load() < count) std::this_thread::yield();
+  };
   const auto configure = [&](int which) {
     for (unsigned i = 0; writing.load() > 0; ++i) {
       switch (which) {
         case 0: diag.level(static_cast<std::uint16_t>(i % 4)); break;
         case 1: diag.path(paths[i % 2]); break;
         case 2: diag.name(names[i % 3]); break;
-        case 3: diag.reset(paths[(i / 2) % 2], names[i % 3], static_cast<std::uint16_t>(1 + i % 3)); break;
+        case 3:
+          diag.reset(paths[(i / 2) % 2], names[i % 3], static_cast<std::uint16_t>(1 + i % 3));
+          ++resets;
+          break;
         default: {
           // The level is read beside the setters; the strings are handed
           // out by reference, which a reader orders with its setters itself.
@@ -333,7 +344,10 @@ TEST(DiagFile, ReconfiguredWhileThreadsWrite) {
   for (int which = 0; which < 5; ++which) threads.emplace_back(configure, which);
   for (int t = 0; t < WRITERS; ++t) {
     threads.emplace_back([&, t] {
+      wait_for_resets(4);
+      const unsigned at_start = resets.load();
       for (int i = 0; i < LINES; ++i) {
+        if (i == LINES / 2) wait_for_resets(at_start + 4);
         diag.write(widen("direct " + std::to_string(t) + " " + std::to_string(i)));
         kov::Kov_diag_trace scope(u"scope", 1, diag);
         scope.trace(u"message %d %d", t, i);
@@ -443,6 +457,61 @@ TEST_F(Traced, StampIsLocalTimeWithTruncatedHundredths) {
   const auto written = lines();
   ASSERT_EQ(written.size(), std::size(cases) + 2);
   for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(written[i + 1], std::string(cases[i].stamp) + "    m");
+}
+
+// Every line is stamped in the zone in force when it is written, however
+// often the zone changes within one second of a fixed clock: through TZ and
+// tzset, and through the platform's zone.
+TEST_F(Traced, EachLineIsStampedInTheZoneInForce) {
+  const auto hour_ahead = [](std::int64_t, bool) -> std::int64_t { return 3600; };
+  const struct {
+    std::function<void()> change;
+    const char* stamp;
+  } steps[] = {
+      {[] {}, "[10:15:30:25]"},
+      {[] { ::setenv("TZ", "XYZ-05:30", 1), ::tzset(); }, "[15:45:30:25]"},
+      {[&] { platform.set_zone(hour_ahead); }, "[11:15:30:25]"},
+      {[&] { platform.set_zone(nullptr); }, "[15:45:30:25]"},
+      {[] { ::setenv("TZ", "ABC+02", 1), ::tzset(); }, "[08:15:30:25]"},
+      {[] { ::setenv("TZ", "UTC", 1), ::tzset(); }, "[10:15:30:25]"},
+  };
+  {
+    kov::Kov_diag_trace scope(u"s", 1, diag);
+    for (const auto& step : steps) {
+      step.change();
+      scope.trace(u"m");
+    }
+  }
+  const auto written = lines();
+  ASSERT_EQ(written.size(), std::size(steps) + 2);
+  for (std::size_t i = 0; i < std::size(steps); ++i) EXPECT_EQ(written[i + 1], std::string(steps[i].stamp) + "    m") << i;
+}
+
+// A clock that steps back and forth across a second boundary from one
+// reading to the next: each line shows the fields and the hundredths of one
+// and the same reading, never one second's fields with another's fraction.
+// (The readings repeat in a cycle of seven, which meets a stamp made from
+// two readings whatever number of other readings each line takes.)
+TEST_F(Traced, AClockSteppingBackNeverMixesTwoSeconds) {
+  const struct { int second; int hundredths; } readings[] = {{-1, 90}, {0, 70}, {0, 20}, {-1, 80},
+                                                               {0, 80}, {-1, 10}, {0, 30}};
+  std::set<std::string> stamps;
+  for (const auto& r : readings) {
+    stamps.insert("[10:15:" + std::to_string(30 + r.second) + ":" + std::to_string(r.hundredths) + "]");
+  }
+  fixed_micros = 0;
+  std::size_t calls = 0;
+  platform.clock = [&] {
+    const auto& r = readings[calls++ % std::size(readings)];
+    return fixed_clock() + r.second * 1000000LL + r.hundredths * 10000LL;
+  };
+  {
+    kov::Kov_diag_trace scope(u"s", 1, diag);
+    for (int i = 0; i < 12; ++i) scope.trace(u"m");
+  }
+  const auto written = lines();
+  ASSERT_EQ(written.size(), 14u);
+  for (const std::string& line : written) EXPECT_EQ(stamps.count(line.substr(0, 13)), 1u) << line;
 }
 
 // A scope is enabled when the object's level is not 0 and at least the

@@ -176,7 +176,10 @@ TEST(DiagService, ServiceConstructorUsesRegistryAndConsoleOfExactlyOne) {
   }
 }
 
-TEST(DiagGlobal, MadeOnceFromTheEnvironment) {
+// The global object is made or installed once in a process and never
+// destroyed; the next three tests are about that first call, so each runs
+// in a process of its own (a suite whose name ends in "Alone").
+TEST(DiagGlobalAlone, MadeOnceFromTheEnvironment) {
   Scratch_dir dir;
   ::setenv("DGN_FILEPATH", dir.path().c_str(), 1);
   ::setenv("DGN_TRACELEVEL", "4", 1);
@@ -189,7 +192,7 @@ TEST(DiagGlobal, MadeOnceFromTheEnvironment) {
   EXPECT_EQ(&Global::global(), &first);
 }
 
-TEST(DiagGlobal, NullPointerWithNoObjectThrowsExactText) {
+TEST(DiagGlobalAlone, NullPointerWithNoObjectThrowsExactText) {
   EXPECT_THAT([] { Global::initialise(static_cast<kov::Kov_diag_main*>(nullptr)); },
               ThrowsMessage<std::invalid_argument>("Null pointer given to Kov_diag_global::initialise()"));
   kov::Kov_diag_main mine;
@@ -197,7 +200,7 @@ TEST(DiagGlobal, NullPointerWithNoObjectThrowsExactText) {
   EXPECT_EQ(&Global::global(), &mine);
 }
 
-TEST(DiagGlobal, ServiceInitialiseResetsOnlyWhenAllThreeWereRead) {
+TEST(DiagGlobalAlone, ServiceInitialiseResetsOnlyWhenAllThreeWereRead) {
   Scratch_dir dir;
   Scratch_dir other;
   const std::u16string service = new_service("global");

@@ -144,6 +144,7 @@ TEST_F(Creation, FailuresStandBelowTheCreationCode) {
 
 // Tidying the library cache and listing the plug-ins of a type.
 using Housekeeping = Sample_hive;
+using HousekeepingAlone = Sample_hive;
 
 TEST_F(Housekeeping, TidyAsksEveryLibraryInPathOrderAndUnloadsThoseThatMayGo) {
   EXPECT_EQ(tidy().code(), 0u);  // empty cache
@@ -170,7 +171,8 @@ TEST_F(Housekeeping, TidyAsksEveryLibraryInPathOrderAndUnloadsThoseThatMayGo) {
   EXPECT_EQ(count_events("load tally_a"), 1);
 }
 
-TEST_F(Housekeeping, LibraryWithoutTheUnloadEntryEndsTheWalk) {
+// Leaves a library that never unloads.
+TEST_F(HousekeepingAlone, LibraryWithoutTheUnloadEntryEndsTheWalk) {
   // Path order: no_factory, no_unload, shapes.
   create(u"Shapes", CIRCLE_TYPE);
   create(u"NoUnload", INCOMPLETE_TYPE);
@@ -194,7 +196,8 @@ bool unload_all_but_refused(nev::Nev_library library, std::u16string& reason) {
   return ::dlclose(library) == 0;
 }
 
-TEST_F(Housekeeping, FailedUnloadForgetsTheEntryAndEndsTheWalk) {
+// Leaves a library loaded that the cache no longer holds.
+TEST_F(HousekeepingAlone, FailedUnloadForgetsTheEntryAndEndsTheWalk) {
   // Path order: tally_a, tally_b, tally_c.
   for (const char16_t* plugin : {u"TallyC", u"TallyB", u"TallyA"}) ASSERT_TRUE(create(plugin, TALLY_TYPE).created);
   refused_library = ::dlopen(TALLY_B_PATH, RTLD_NOW | RTLD_NOLOAD);  // the handle the cache holds

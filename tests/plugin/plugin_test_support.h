@@ -59,8 +59,12 @@ inline int run_command(const std::string& command, std::string* output = nullptr
 
 // Each test gets its own hive, holding the sample plug-ins (imported with
 // kovreg), and its own event log; no library is told to refuse unloading.
-// The tests count library loads, so each needs a process of its own (as
-// ctest runs them): the library cache lives as long as the process.
+// The tests count library loads, and the library cache lives as long as the
+// process: each test ends by tidying, so that the next one in the same
+// process starts with no library loaded. A test that leaves a library that
+// tidying cannot unload (one without the unload entry, or one dropped from
+// the cache while loaded) belongs to a suite whose name ends in "Alone":
+// such suites run only in processes of their own.
 class Sample_hive : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -77,6 +81,11 @@ class Sample_hive : public ::testing::Test {
       const int code = run_command(std::string(KOVREG_PATH) + " import " + SAMPLE_REG_DIR + "/" + file, &output);
       ASSERT_EQ(code, 0) << file << ": " << output;
     }
+  }
+  void TearDown() override {
+    ::unsetenv("KOVSAMPLE_REFUSE_UNLOAD");
+    nev::Nev_status status;
+    kov::kov_plugin_tidy_libraries(status);
   }
   // A folder of this test's own, created empty.
   const std::string& work_dir() const { return m_work_dir; }

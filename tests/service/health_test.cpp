@@ -109,11 +109,11 @@ TEST_F(MonitorTest, FailuresLeaveTheMutexFreeAndTheWatchUnchanged) {
   clock_fails = false;
 
   // working() lets no exception out and counts a failed check as working.
-  platform.zone = failing_zone;
+  platform.set_zone(failing_zone);
   EXPECT_TRUE(completes_elsewhere([&] { answer = monitor.working(); }));
   EXPECT_TRUE(answer);  // the check failed before its comparison
   EXPECT_TRUE(completes_elsewhere([&] { monitor.tick(); }));
-  platform.zone = nullptr;
+  platform.set_zone(nullptr);
   clock_now += 1;
   monitor.tick();
   EXPECT_TRUE(monitor.working());

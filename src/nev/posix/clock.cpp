@@ -1,6 +1,7 @@
 // The system clock and the local zone of the C library.
 #include <atomic>
 #include <ctime>
+#include <mutex>
 
 #include "nev/posix/posix_platform.h"
 
@@ -23,6 +24,29 @@ void refresh_zone_rules() {
   }
 }
 
+// What tzset left in the C library's globals, which is what local time is
+// made from: another zone setting gives other names, offsets or daylight
+// flag. The names are the library's own copies, kept for the process, so
+// their addresses tell one from another.
+struct Zone_identity {
+  std::atomic<const char*> standard_name{nullptr};
+  std::atomic<const char*> daylight_name{nullptr};
+  std::atomic<long> offset{0};
+  std::atomic<int> daylight_flag{0};
+
+  bool is_current() const noexcept {
+    return standard_name.load(std::memory_order_relaxed) == tzname[0] &&
+           daylight_name.load(std::memory_order_relaxed) == tzname[1] &&
+           offset.load(std::memory_order_relaxed) == timezone && daylight_flag.load(std::memory_order_relaxed) == daylight;
+  }
+  void take_current() noexcept {
+    standard_name.store(tzname[0], std::memory_order_relaxed);
+    daylight_name.store(tzname[1], std::memory_order_relaxed);
+    offset.store(timezone, std::memory_order_relaxed);
+    daylight_flag.store(daylight, std::memory_order_relaxed);
+  }
+};
+
 bool offset_at(time_t instant, std::int64_t& offset) {
   tm local{};
   if (localtime_r(&instant, &local) == nullptr) return false;
@@ -31,6 +55,24 @@ bool offset_at(time_t instant, std::int64_t& offset) {
 }
 
 }  // namespace
+
+std::uint64_t Posix_platform::zone_generation() {
+  // The identity last seen and the count of changes seen. The check reads
+  // four globals; the lock is taken only when they changed. A check that
+  // overlaps an update may count one change twice, never miss one.
+  static std::mutex mutex;
+  static Zone_identity seen;
+  static std::atomic<std::uint64_t> generation{1};
+  refresh_zone_rules();
+  if (!seen.is_current()) {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!seen.is_current()) {
+      generation.fetch_add(1, std::memory_order_acq_rel);
+      seen.take_current();
+    }
+  }
+  return generation.load(std::memory_order_acquire);
+}
 
 std::int64_t Posix_platform::clock_microseconds() {
   timespec now{};

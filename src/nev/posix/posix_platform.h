@@ -12,6 +12,7 @@ class Posix_platform final : public Platform {
   std::int64_t clock_microseconds() override;
   std::int64_t local_offset_at_utc(std::int64_t utc_seconds) override;
   std::int64_t local_offset_at_local(std::int64_t local_seconds) override;
+  std::uint64_t zone_generation() override;
 
   File_result file_open(const std::u16string& path, Nev_file_open open, Nev_file_access access,
                         std::uint32_t attributes, Nev_file_sharing sharing, const void* security,
