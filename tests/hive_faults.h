@@ -1,8 +1,11 @@
 // Registry faults on demand, for the hives of the foundation's own store:
 // a platform object whose hives forward to the real ones, except that a key
-// can be made to vanish at the next lookup. Installed while it lives.
+// can be made to vanish at the next lookup, and a value's room can be made
+// smaller than the real hive's. Installed while it lives.
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -18,6 +21,8 @@ class Faulty_hive : public nev::detail::Hive {
   explicit Faulty_hive(std::shared_ptr<nev::detail::Hive> inner) : m_inner(std::move(inner)) {}
 
   bool lose_keys_after_value_read = false;
+  // The most bytes a value may hold, when below what the real hive allows.
+  std::size_t capacity = SIZE_MAX;
 
   const std::string& location() const noexcept override { return m_inner->location(); }
   bool read(nev::detail::Hive_body body, nev::Nev_status& status) override { return m_inner->read(body, status); }
@@ -40,6 +45,9 @@ class Faulty_hive : public nev::detail::Hive {
     return m_inner->remove_value(key, name);
   }
   void remove_tree(nev::detail::Key_id key) override { m_inner->remove_tree(key); }
+  std::size_t value_capacity(const std::u16string& name) const noexcept override {
+    return std::min(capacity, m_inner->value_capacity(name));
+  }
 
  private:
   std::shared_ptr<nev::detail::Hive> m_inner;

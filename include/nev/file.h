@@ -43,6 +43,10 @@ enum Nev_file_attribute : std::uint32_t {
   // A file that the opening creates may be read by its owner's group and
   // by nobody else (0640 before the umask on POSIX; 0644 without this bit).
   NEV_FILE_NO_OTHERS = 0x00020000,
+  // The path must name a regular file, or nothing when the opening may
+  // create one: a pipe, device or socket there fails the opening at once,
+  // where it could block (a pipe with no reader) or send the data elsewhere.
+  NEV_FILE_REGULAR_ONLY = 0x00040000,
 };
 
 // What other handles may do while this one is open.

@@ -203,13 +203,16 @@ void Kov_diag_main::take_lock() {
 void Kov_diag_main::open_file(nev::Nev_status& status) {
   create_filename();
   // The file stays in its directory: a name with a separator is refused,
-  // and a symbolic link at the file's place is not followed.
+  // a symbolic link at the file's place is not followed, and a pipe or
+  // device there is refused rather than waited on or written to.
   if (m_filename.find_first_of(u"/\\") != std::u16string::npos) {
     status.assign(KOV_E_DIAG_FILE_NAME, nev::Nev_wstring_status_arg(m_filename));
   } else {
     const nev::Nev_path full(m_path, m_filename);
-    m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, nev::NEV_FILE_NO_FOLLOW | nev::NEV_FILE_NO_OTHERS,
-                nev::NEV_FILE_SHARE_NONE, status, nullptr);
+    constexpr std::uint32_t ATTRIBUTES =
+        nev::NEV_FILE_NO_FOLLOW | nev::NEV_FILE_NO_OTHERS | nev::NEV_FILE_REGULAR_ONLY;
+    m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, ATTRIBUTES, nev::NEV_FILE_SHARE_NONE, status,
+                nullptr);
   }
   // The header goes out whether the opening succeeded or not: a console
   // shows it even when the file is lost.

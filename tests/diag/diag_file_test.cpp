@@ -12,7 +12,9 @@
 #include <set>
 #include <thread>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "test_platform.h"
 #include "diag_test_support.h"
@@ -209,8 +211,9 @@ TEST(DiagFile, UnusableDirectoryLosesLinesOnly) {
 
 // The sink stays inside its folder: a name that holds a separator is
 // refused, a symbolic link at the file's place is not followed (its target
-// is neither written nor created), and a file it creates is not readable by
-// others.
+// is neither written nor created), a pipe there is neither waited on (no
+// reader) nor written to (a reader), and a file it creates is not readable
+// by others.
 TEST(DiagFile, SinkNeitherLeavesItsFolderNorFollowsLinks) {
   Scratch_dir dir;
   Scratch_dir outside;
@@ -220,8 +223,12 @@ TEST(DiagFile, SinkNeitherLeavesItsFolderNorFollowsLinks) {
   fs::create_symlink(outside.file("victim"), folder + "/link.dgn");
   fs::create_symlink(outside.file("absent"), folder + "/dangling.dgn");
   fs::create_symlink(outside.file("numbered"), folder + "/n00.dgn");
-  const std::u16string refused[] = {u"link.dgn",  u"dangling.dgn", u"../x.dgn", u"..\\y.dgn",
-                                    u"sub/z.dgn", u"../w%3",       u"/abs.dgn", u"sub\\v"};
+  ASSERT_EQ(::mkfifo((folder + "/fifo.dgn").c_str(), 0600), 0);
+  ASSERT_EQ(::mkfifo((folder + "/read.dgn").c_str(), 0600), 0);
+  const int reader = ::open((folder + "/read.dgn").c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_GE(reader, 0);
+  const std::u16string refused[] = {u"link.dgn", u"dangling.dgn", u"../x.dgn", u"..\\y.dgn", u"sub/z.dgn",
+                                    u"../w%3",   u"/abs.dgn",     u"sub\\v",   u"fifo.dgn",   u"read.dgn"};
   for (const auto& name : refused) {
     kov::Kov_diag_main diag;
     diag.reset(widen(folder), name, 1);
@@ -244,13 +251,16 @@ TEST(DiagFile, SinkNeitherLeavesItsFolderNorFollowsLinks) {
   EXPECT_EQ(read_bytes(outside.file("victim")), "precious");
   EXPECT_FALSE(fs::exists(outside.file("absent")));
   EXPECT_FALSE(fs::exists(outside.file("numbered")));
+  char byte = 0;
+  EXPECT_LE(::read(reader, &byte, 1), 0) << "nothing reached the pipe's reader";
+  ::close(reader);
   std::vector<std::string> tree;
   for (const auto& entry : fs::recursive_directory_iterator(dir.path())) {
     tree.push_back(entry.path().lexically_relative(dir.path()).string());
   }
   std::sort(tree.begin(), tree.end());
-  EXPECT_EQ(tree, (Lines{"folder", "folder/dangling.dgn", "folder/link.dgn", "folder/n00.dgn", "folder/n01.dgn",
-                         "folder/sub"}));
+  EXPECT_EQ(tree, (Lines{"folder", "folder/dangling.dgn", "folder/fifo.dgn", "folder/link.dgn", "folder/n00.dgn",
+                         "folder/n01.dgn", "folder/read.dgn", "folder/sub"}));
   for (const char* link : {"link.dgn", "dangling.dgn", "n00.dgn"}) {
     EXPECT_TRUE(fs::is_symlink(folder + "/" + link)) << link;
   }

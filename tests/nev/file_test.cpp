@@ -78,6 +78,18 @@ TEST(NevFile, FailuresNameThePathAndTheReason) {
   char byte = 0;
   EXPECT_EQ(file.read(&byte, 1, status), 0u);
   EXPECT_EQ(status.code(), NEV_E_FILE_READ);
+
+  // Asked for a regular file, a device is refused with that reason, and a
+  // regular file (existing or made) opens for ordinary blocking writes.
+  file.open(u"/dev/null", NEV_FILE_OPEN_ALWAYS, NEV_FILE_WRITE, NEV_FILE_REGULAR_ONLY, NEV_FILE_SHARE_NONE, status);
+  EXPECT_FALSE(file.is_open());
+  EXPECT_EQ(status.code(), NEV_E_FILE_OPEN);
+  EXPECT_EQ(status.argument(0, 1), u"not a regular file");
+  for (const std::u16string& name : {path, dir.file(u"made.txt")}) {
+    file.open(name, NEV_FILE_OPEN_ALWAYS, NEV_FILE_WRITE, NEV_FILE_REGULAR_ONLY, NEV_FILE_SHARE_NONE, status);
+    EXPECT_TRUE(status.ok());
+    EXPECT_EQ(write_text(file, std::string(1 << 20, 'x'), status), 1u << 20);
+  }
 }
 
 TEST(NevFile, LargeWritesReadsAndUtf8Names) {

@@ -7,11 +7,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "hive_faults.h"
 #include "hive_fixture.h"
 #include "nev/codes.h"
 #include "nev/platform.h"
@@ -389,3 +391,84 @@ TEST_F(Hive_test, PathsDeeperThan512LevelsAreRefused) {
   EXPECT_FALSE(nev_reg_key_exists(HKLM, u"Fine", u""));
   nev_reg_close_key(key);
 }
+
+// A value larger than the hive can hold is refused, whole and with its
+// size and the limit, by a single write and inside a batch (which then
+// changes nothing); a value of exactly the limit is kept. The limit is
+// made small here; the real one is what the store's rows can hold.
+TEST_F(Hive_test, ValuesLargerThanTheHiveCanHoldAreRefused) {
+  Faulty_hive_platform platform;
+  Nev_status status;
+  nev_set_reg_uint_value(HKLM, u"Big", u"", u"kept", 7, status);
+  ASSERT_STATUS_OK(status);
+  ASSERT_EQ(platform.hives.size(), 1u);
+  platform.hives.begin()->second->capacity = 64;
+  const std::vector<std::uint8_t> fits(64, 0xAB);
+  const std::vector<std::uint8_t> too_big(65, 0xCD);
+  nev_set_reg_value(HKLM, u"Big", u"edge", NEV_REG_BINARY, fits, status);
+  EXPECT_STATUS_OK(status);
+  const std::vector<std::function<void(Nev_status&)>> refused = {
+      [&](Nev_status& s) { nev_set_reg_value(HKLM, u"Big", u"edge", NEV_REG_BINARY, too_big, s); },
+      [&](Nev_status& s) {
+        nev_apply_reg_changes({set_change(u"Big", u"kept", 8),
+                               {Nev_reg_change::SET_VALUE, HKLM, u"Big", {u"edge", NEV_REG_BINARY, too_big}}},
+                              s);
+      },
+  };
+  for (const auto& call : refused) {
+    call(status);
+    EXPECT_EQ(status.code(), NEV_E_REG_VALUE_TOO_LARGE) << nev_to_utf8(nev_status_text(status));
+    EXPECT_EQ(status.argument(0, 1), u"edge");
+    EXPECT_EQ(status.argument(0, 2), u"65");
+    EXPECT_EQ(status.argument(0, 3), u"64");
+  }
+  Nev_reg_value value;
+  nev_get_reg_value(HKLM, u"Big", u"edge", value, status);
+  EXPECT_EQ(value.data, fits);
+  std::uint32_t kept = 0;
+  nev_get_reg_uint_value(HKLM, u"Big", u"", u"kept", kept, status);
+  EXPECT_EQ(kept, 7u);
+}
+
+#ifdef KOVREG_PATH
+// A program that runs with rights its caller lacks (here set-user-ID to
+// nobody, started by root) takes no hive location from its caller's
+// environment: the same program started by nobody itself uses NEV_REGISTRY.
+TEST_F(Hive_test, ASetUserIdProgramTakesNoHiveFromItsCallersEnvironment) {
+  SKIP_UNLESS_FILE_HIVE();
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to make a set-user-ID program";
+  char folder_template[] = "/tmp/nev-secure-XXXXXX";
+  ASSERT_NE(::mkdtemp(folder_template), nullptr);
+  const std::string folder = folder_template;
+  const std::string program = folder + "/kovreg";
+  std::filesystem::copy_file(KOVREG_PATH, program);
+  ASSERT_EQ(::mkdir((folder + "/hives").c_str(), 0700), 0);
+  for (const std::string& path : {folder, folder + "/hives", program}) {
+    ASSERT_EQ(::chown(path.c_str(), NOBODY, NOBODY), 0) << path;
+  }
+  const std::string variable = "NEV_REGISTRY=" + folder + "/hives/hive.db";
+  // Runs the copy as nobody (by switching first) or through its
+  // set-user-ID bit; true when it created the hive NEV_REGISTRY names.
+  const auto creates_hive = [&](bool set_user_id) {
+    ASSERT_EQ(::chmod(program.c_str(), set_user_id ? 04755 : 0755), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+      if (!set_user_id && (::setgid(NOBODY) != 0 || ::setuid(NOBODY) != 0)) ::_exit(126);
+      const int null = ::open("/dev/null", O_WRONLY);
+      ::dup2(null, 1);
+      ::dup2(null, 2);
+      char* const argv[] = {const_cast<char*>(program.c_str()), const_cast<char*>("add"),
+                            const_cast<char*>("HKLM\\Software\\Probe"), nullptr};
+      char* const envp[] = {const_cast<char*>(variable.c_str()), const_cast<char*>("HOME=/nonexistent"), nullptr};
+      ::execve(program.c_str(), argv, envp);
+      ::_exit(127);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(std::filesystem::exists(folder + "/hives/hive.db"), !set_user_id) << "set-user-ID: " << set_user_id;
+  };
+  creates_hive(true);
+  creates_hive(false);
+  std::filesystem::remove_all(folder);
+}
+#endif

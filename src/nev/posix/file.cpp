@@ -16,6 +16,32 @@ namespace {
 
 File_result failure(int error) { return File_result{false, error_text(error)}; }
 
+// Ends an opening of something that is not a regular file.
+File_result not_regular(int fd) {
+  if (fd >= 0) ::close(fd);
+  return File_result{false, u"not a regular file"};
+}
+
+// With NEV_FILE_REGULAR_ONLY the opening does not wait (a pipe with no
+// reader fails with ENXIO instead of blocking); what was opened must be a
+// regular file, which then gets blocking writes back.
+File_result keep_if_regular(int fd) {
+  struct stat info {};
+  if (::fstat(fd, &info) != 0) {
+    const int error = errno;
+    ::close(fd);
+    return failure(error);
+  }
+  if (!S_ISREG(info.st_mode)) return not_regular(fd);
+  const int flags = ::fcntl(fd, F_GETFL);
+  if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+    const int error = errno;
+    ::close(fd);
+    return failure(error);
+  }
+  return {};
+}
+
 int creation_flags(Nev_file_open open) {
   switch (open) {
     case NEV_FILE_OPEN_EXISTING: return 0;
@@ -54,12 +80,18 @@ File_result Posix_platform::file_open(const std::u16string& path, Nev_file_open 
   // write goes behind what is there, so an earlier run's output is kept.
   if (open == NEV_FILE_OPEN_ALWAYS && access != NEV_FILE_READ) flags |= O_APPEND;
   if ((attributes & NEV_FILE_NO_FOLLOW) != 0) flags |= O_NOFOLLOW;
+  const bool regular_only = (attributes & NEV_FILE_REGULAR_ONLY) != 0;
+  if (regular_only) flags |= O_NONBLOCK;
   const mode_t permissions = (attributes & NEV_FILE_NO_OTHERS) != 0 ? 0640 : 0644;
   int fd;
   do {
     fd = ::open(native.c_str(), flags, permissions);
   } while (fd < 0 && errno == EINTR);
-  if (fd < 0) return failure(errno);
+  if (fd < 0) return regular_only && errno == ENXIO ? not_regular(-1) : failure(errno);
+  if (regular_only) {
+    File_result kept = keep_if_regular(fd);
+    if (!kept.ok) return kept;
+  }
   handle = fd;
   return {};
 }
