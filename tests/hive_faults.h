@@ -1,14 +1,17 @@
 // Registry faults on demand, for the hives of the foundation's own store:
 // a platform object whose hives forward to the real ones, except that a key
-// can be made to vanish at the next lookup, and a value's room can be made
-// smaller than the real hive's. Installed while it lives.
+// can be made to vanish at the next lookup, a value's room can be made
+// smaller than the real hive's, and something can be run inside the next
+// write, under the hive's lock. Installed while it lives.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "nev/posix/hive.h"
 #include "test_platform.h"
@@ -23,10 +26,18 @@ class Faulty_hive : public nev::detail::Hive {
   bool lose_keys_after_value_read = false;
   // The most bytes a value may hold, when below what the real hive allows.
   std::size_t capacity = SIZE_MAX;
+  // Run once, at the start of the next write's body (the hive's lock held).
+  std::function<void()> inside_next_write;
 
   const std::string& location() const noexcept override { return m_inner->location(); }
   bool read(nev::detail::Hive_body body, nev::Nev_status& status) override { return m_inner->read(body, status); }
-  bool write(nev::detail::Hive_body body, nev::Nev_status& status) override { return m_inner->write(body, status); }
+  bool write(nev::detail::Hive_body body, nev::Nev_status& status) override {
+    auto hooked = [this, body] {
+      if (inside_next_write) std::exchange(inside_next_write, nullptr)();
+      body();
+    };
+    return m_inner->write(hooked, status);
+  }
   nev::detail::Key_id find_key(nev::detail::Key_id base, const std::u16string& path) override {
     return m_lost ? nev::detail::NO_KEY : m_inner->find_key(base, path);
   }

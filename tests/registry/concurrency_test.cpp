@@ -2,6 +2,7 @@
 // middle of its work.
 #include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "hive_faults.h"
 #include "hive_fixture.h"
 
 using namespace nev;
@@ -252,5 +254,34 @@ TEST_F(Hive_test, AChildOfAnExitedWriterKeepsEveryWriteBesideOtherProcesses) {
   if (!etcd_backend()) {
     EXPECT_EQ(integrity_of(hive()), "ok");
   }
+}
+#endif
+
+#ifdef KOVREG_PATH
+// A write that another process's write overtook between this process's
+// last view and its commit: the other write is seen by the next read. The
+// other write runs inside this process's write, while its hive is locked,
+// so that this process cannot have taken it in before committing its own.
+TEST_F(Hive_test, AWriteThatAnotherOvertookStillShowsTheOthersWrite) {
+  if (!etcd_backend()) GTEST_SKIP() << "about hives whose view follows a stream of changes";
+  Faulty_hive_platform platform;
+  Nev_status status;
+  nev_set_reg_uint_value(HKLM, u"Mine", u"", u"n", 1, status);
+  nev_set_reg_string_value(HKLM, u"Other", u"", u"k", u"before", status);
+  ASSERT_STATUS_OK(status);
+  ASSERT_EQ(platform.hives.size(), 1u);
+  platform.hives.begin()->second->inside_next_write = [] {
+    // A program started without fork(): this process holds its hive's lock.
+    const char* argv[] = {KOVREG_PATH, "add", "HKLM\\Other", "/v", "k", "/d", "after", "/f", nullptr};
+    pid_t tool = 0;
+    ASSERT_EQ(::posix_spawn(&tool, KOVREG_PATH, nullptr, nullptr, const_cast<char* const*>(argv), environ), 0);
+    EXPECT_EQ(exit_code(tool), 0);
+  };
+  nev_set_reg_uint_value(HKLM, u"Mine", u"", u"n", 2, status);
+  ASSERT_STATUS_OK(status);
+  std::u16string text;
+  nev_get_reg_string_value(HKLM, u"Other", u"", u"k", text, status);
+  EXPECT_STATUS_OK(status);
+  EXPECT_EQ(text, u"after");
 }
 #endif

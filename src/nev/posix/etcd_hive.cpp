@@ -416,9 +416,27 @@ bool Etcd_hive::commit(Nev_status& status, bool& conflict) {
   // The mirror takes the changes from the watch, in revision order with
   // every other process's: applying them here and moving the mirror's
   // revision on would skip those of others that the watch has not brought
-  // yet. Reads wait until the watch has brought this revision.
+  // yet. Reads wait until the watch has brought this revision, except when
+  // this write came right after the mirror's revision: then nothing else
+  // can lie between, and the mirror takes it at once (the watch's copy of
+  // it is skipped as already shown).
+  if (m_live && revision == m_revision + 1) take_own_write(revision);
   m_acked = std::max(m_acked, revision);
   return true;
+}
+
+void Etcd_hive::take_own_write(std::int64_t revision) {
+  for (const auto& [key, change] : m_changes) {
+    if (change.deleted) {
+      m_mirror.erase(key);
+      continue;
+    }
+    const auto found = m_mirror.find(key);
+    const std::int64_t created = found == m_mirror.end() ? revision : found->second.create_revision;
+    m_mirror[key] = Entry{change.value, created, revision};
+  }
+  m_revision = revision;
+  drop_derived();
 }
 
 // ---- access through the changes of a write body ----------------------------------------

@@ -115,6 +115,9 @@ class Etcd_hive final : public Hive {
   bool commit(Nev_status& status, bool& conflict);
   std::vector<Etcd_compare> collect_compares() const;
   std::vector<Etcd_op> collect_ops();
+  // Puts this process's committed changes (m_changes, at `revision`) into
+  // the mirror; only when the mirror stood at the revision just before.
+  void take_own_write(std::int64_t revision);
   void drop_derived() noexcept;
 
   const std::string* lookup(const std::string& key) const;
