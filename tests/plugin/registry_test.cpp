@@ -64,6 +64,8 @@ TEST_F(Bootstrap, AnEntryThatVanishesAfterItsDefaultValueGivesTheValueAndNoSetti
 }
 
 TEST_F(Bootstrap, ReadsTheDefaultValueAndTypedSettingsInOrder) {
+  KOV_SKIP_ON_WINDOWS("asserts values in creation order, which the Windows registry does not promise "
+                      "(Wine enumerates them alphabetically)");
   const std::u16string entry = PROGRAM_ROOT + u"\\Reader";
   nev::Nev_status status;
   set_string(entry, u"", u"reader.so");
@@ -105,6 +107,8 @@ TEST_F(Bootstrap, ReadsTheDefaultValueAndTypedSettingsInOrder) {
 }
 
 TEST_F(Bootstrap, AValueBeyondTheBuffersEndsTheReading) {
+  KOV_SKIP_ON_WINDOWS("asserts values in creation order, which the Windows registry does not promise "
+                      "(Wine enumerates them alphabetically)");
   struct Case {
     std::u16string name;
     std::u16string text;

@@ -1,7 +1,9 @@
 // Plug-in libraries that others could change, or that the registry names by
 // a relative path, are never loaded: not a line of their code runs.
+#ifndef _WIN32
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 #include <filesystem>
 #include <string>
@@ -17,11 +19,30 @@ namespace {
 using namespace plugin_test;
 using namespace kovsample;
 
+#ifndef _WIN32
 constexpr uid_t NOBODY = 65534;
+#endif
 
 using Trust = Sample_hive;
 
 TEST_F(Trust, LibrariesOthersCouldChangeOrNamedRelativelyAreNotLoaded) {
+#ifdef _WIN32
+  // Windows has no mode bits to open a copy to others with; the paths named
+  // relatively are refused there as here (access lists: see design.md).
+  for (const char* relative : {"kovsample_shapes.dll", ".\\plugins\\kovsample_shapes.dll"}) {
+    SCOPED_TRACE(relative);
+    set_string(plugin_key(u"Shapes", CIRCLE_TYPE), u"ImagePath", wide(relative));
+    const Outcome outcome = create(u"Shapes", CIRCLE_TYPE);
+    EXPECT_FALSE(outcome.created);
+    expect_stack(outcome.status,
+                 {{kov::KOV_E_CREATE_INSTANCE, {u"Shapes"}}, {nev::NEV_E_UNTRUSTED_FILE, {wide(relative), u"*"}}});
+    if (outcome.status.depth() == 2) {
+      const std::string reason = nev::nev_to_utf8(outcome.status.argument(1, 1));
+      EXPECT_NE(reason.find("is not absolute"), std::string::npos) << reason;
+    }
+    EXPECT_EQ(events("load"), std::vector<std::string>()) << "the library's code ran";
+  }
+#else
   struct Case {
     const char* name;
     mode_t folder_mode;
@@ -62,6 +83,7 @@ TEST_F(Trust, LibrariesOthersCouldChangeOrNamedRelativelyAreNotLoaded) {
     }
     EXPECT_EQ(events("load"), std::vector<std::string>()) << "the library's code ran";
   }
+#endif
   // The library where it was built passes, and the same checks are offered
   // to hosts of their own.
   set_string(plugin_key(u"Shapes", CIRCLE_TYPE), u"ImagePath", wide(SHAPES_PATH));

@@ -143,6 +143,7 @@ void nev_create_reg_key(Nev_hkey root, const std::u16string& key, Nev_status& st
   if (!detail::win32_prepare(root, key, nullptr, target, status)) return;
   Open_key created;
   const LSTATUS result = created.create(target.key, key, KEY_QUERY_VALUE);
+  if (result == ERROR_KEY_DELETED) return detail::win32_fail(target, key, result, status);
   if (result != ERROR_SUCCESS) {
     const std::u16string reason = platform::error_text(static_cast<DWORD>(result));
     status.assign(NEV_E_REG_HIVE, Nev_wstring_status_arg(target.name_of(key)), Nev_wstring_status_arg(reason));
