@@ -73,13 +73,14 @@ File_result read_loop(HANDLE file, void* data, std::uint32_t bytes, std::uint32_
 // NEV_FILE_NO_OTHERS has no counterpart in the open call: a new file takes
 // the access list its folder hands down (or `security`).
 File_result refuse_link(HANDLE file) {
-  FILE_ATTRIBUTE_TAG_INFO tag{};
-  if (!GetFileInformationByHandleEx(file, FileAttributeTagInfo, &tag, sizeof tag)) {
+  BY_HANDLE_FILE_INFORMATION info{};
+  if (!GetFileInformationByHandle(file, &info)) {
     const DWORD error = GetLastError();
     CloseHandle(file);
     return failure(error);
   }
-  if ((tag.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && tag.ReparseTag == IO_REPARSE_TAG_SYMLINK) {
+  // Any reparse point counts: a junction redirects as a link does.
+  if ((info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
     CloseHandle(file);
     return failure(ERROR_CANT_ACCESS_FILE);
   }

@@ -85,7 +85,9 @@ bool win32_prepare(Nev_hkey root, const std::u16string& path, const std::u16stri
     status.assign(NEV_E_REG_BAD_ROOT, Nev_wstring_status_arg(reg_handle_text(root)));
     return false;
   }
-  if (!reg_check_key_path(path, status)) return false;
+  // Below an open key the levels of its own path count as well.
+  const std::u16string full = target.path.empty() ? path : reg_join_path(target.path, path);
+  if (!reg_check_key_path(full, status)) return false;
   return value_name == nullptr || reg_check_value_name(*value_name, status);
 }
 
@@ -185,6 +187,33 @@ LSTATUS win32_read_values(HKEY key, std::vector<Nev_reg_value>& values) {
     value.data.assign(data.begin(), data.begin() + data_size);
     values.push_back(std::move(value));
   }
+}
+
+LSTATUS win32_read_indexed_value(HKEY key, std::uint32_t index, Nev_reg_value& value) {
+  DWORD longest_name = 0;
+  DWORD largest_data = 0;
+  LSTATUS result = RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                    &longest_name, &largest_data, nullptr, nullptr);
+  if (result != ERROR_SUCCESS) return result;
+  std::vector<wchar_t> name(longest_name + 1);
+  std::vector<std::uint8_t> data(largest_data);
+  for (int attempt = 0; attempt < 8; ++attempt) {
+    auto name_size = static_cast<DWORD>(name.size());
+    auto data_size = static_cast<DWORD>(data.size());
+    DWORD type = 0;
+    result = RegEnumValueW(key, index, name.data(), &name_size, nullptr, &type, data.data(), &data_size);
+    if (result == ERROR_MORE_DATA) {  // the value grew meanwhile
+      name.resize(std::max<std::size_t>(name.size() * 2, NEV_REG_MAX_VALUE_NAME + 1));
+      data.resize(std::max<std::size_t>(data.size() * 2, data_size));
+      continue;
+    }
+    if (result != ERROR_SUCCESS) return result;
+    value.name = platform::from_wide(name.data(), name_size);
+    value.type = type;
+    value.data.assign(data.begin(), data.begin() + data_size);
+    return ERROR_SUCCESS;
+  }
+  return result;
 }
 
 LSTATUS win32_read_subkeys(HKEY key, std::vector<std::u16string>& names) {

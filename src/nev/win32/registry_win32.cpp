@@ -259,7 +259,8 @@ long nev_reg_open_key(Nev_hkey root, const std::u16string& path, std::uint32_t o
     Win32_target target;
     Nev_status status;
     if (!detail::win32_resolve(root, target)) return NEV_ERROR_INVALID_HANDLE;
-    if (!detail::reg_check_key_path(path, status)) return NEV_ERROR_FILE_NOT_FOUND;
+    const std::u16string whole = target.path.empty() ? path : detail::reg_join_path(target.path, path);
+    if (!detail::reg_check_key_path(whole, status)) return NEV_ERROR_FILE_NOT_FOUND;
     HKEY opened = nullptr;
     const LSTATUS result =
         RegOpenKeyExW(target.key, platform::wide(detail::win32_clean_path(path)), options, access, &opened);
@@ -278,10 +279,33 @@ long nev_reg_enum_value(Nev_hkey key, std::uint32_t index, char16_t* name, std::
                         std::uint32_t* data_count) {
   Win32_target target;
   if (!detail::win32_resolve(key, target)) return NEV_ERROR_INVALID_HANDLE;
-  static_assert(sizeof(DWORD) == sizeof(std::uint32_t), "a DWORD is 32 bits");
-  return RegEnumValueW(target.key, index, platform::wide(name), reinterpret_cast<DWORD*>(name_count),
-                       reinterpret_cast<DWORD*>(reserved), reinterpret_cast<DWORD*>(type), data,
-                       reinterpret_cast<DWORD*>(data_count));
+  if (name == nullptr || name_count == nullptr || reserved != nullptr || (data != nullptr && data_count == nullptr)) {
+    return NEV_ERROR_INVALID_PARAMETER;
+  }
+  // The value is read whole and the buffer table applied here: the
+  // system's own answers for short buffers differ between versions (and
+  // under Wine), the interface's do not.
+  Nev_reg_value value;
+  const LSTATUS result = detail::win32_read_indexed_value(target.key, index, value);
+  if (result != ERROR_SUCCESS) return result;  // NO_MORE_ITEMS, KEY_DELETED, ...
+  const auto name_length = static_cast<std::uint32_t>(value.name.size());
+  const auto data_length = static_cast<std::uint32_t>(value.data.size());
+  if (type != nullptr) *type = value.type;
+  if (name_length + 1 > *name_count) {
+    if (data_count != nullptr) *data_count = data_length;
+    return NEV_ERROR_MORE_DATA;
+  }
+  std::memcpy(name, value.name.data(), name_length * sizeof(char16_t));
+  name[name_length] = u'\0';
+  *name_count = name_length;
+  if (data_count == nullptr) return NEV_ERROR_SUCCESS;
+  if (data != nullptr && data_length > *data_count) {
+    *data_count = data_length;
+    return NEV_ERROR_MORE_DATA;
+  }
+  if (data != nullptr && data_length != 0) std::memcpy(data, value.data.data(), data_length);
+  *data_count = data_length;
+  return NEV_ERROR_SUCCESS;
 }
 
 long nev_reg_close_key(Nev_hkey key) {

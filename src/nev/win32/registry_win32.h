@@ -64,6 +64,9 @@ class Open_key {
 LSTATUS win32_read_values(HKEY key, std::vector<Nev_reg_value>& values);
 // One value of an open key; ERROR_FILE_NOT_FOUND when it is missing.
 LSTATUS win32_read_value(HKEY key, const std::u16string& name, Nev_reg_value& value);
+// The value at `index` of an open key in the system's order, whole;
+// ERROR_NO_MORE_ITEMS past the last.
+LSTATUS win32_read_indexed_value(HKEY key, std::uint32_t index, Nev_reg_value& value);
 // Writes one value to an open key.
 LSTATUS win32_write_value(HKEY key, const Nev_reg_value& value);
 // The names of the subkeys of an open key, in the system's order.

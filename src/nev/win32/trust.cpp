@@ -20,9 +20,13 @@ namespace {
 constexpr DWORD WRITE_RIGHTS = FILE_WRITE_DATA | FILE_APPEND_DATA | WRITE_DAC | WRITE_OWNER | GENERIC_WRITE |
                                GENERIC_ALL | DELETE;
 
+// A drive path ("C:\\x"), a UNC path ("\\\\host\\x") or a path from the root of
+// the current drive ("\\x", "/x"), as PathIsRelativeW sees it: nothing of the
+// current folder enters. ("C:x", relative to a drive's current folder, does.)
 bool is_absolute(const std::u16string& path) {
-  if (path.size() >= 3 && path[1] == u':' && (path[2] == u'\\' || path[2] == u'/')) return true;
-  return path.size() >= 2 && path[0] == u'\\' && path[1] == u'\\';
+  const auto separator = [](char16_t unit) { return unit == u'\\' || unit == u'/'; };
+  if (path.size() >= 3 && path[1] == u':' && separator(path[2])) return true;
+  return !path.empty() && separator(path[0]);
 }
 
 // The SID the process runs as, kept for the process.
@@ -90,7 +94,10 @@ std::u16string open_to_others(const std::u16string& path) {
 
 std::u16string folder_of(const std::u16string& path) {
   const std::size_t last = path.find_last_of(u"\\/");
-  return last == std::u16string::npos ? std::u16string{} : path.substr(0, last == 2 ? 3 : last);
+  if (last == std::u16string::npos) return {};
+  // The root keeps its separator: "C:\\" and "\\", not "C:" and "".
+  const bool root = last == 0 || (last == 2 && path[1] == u':');
+  return path.substr(0, root ? last + 1 : last);
 }
 
 }  // namespace
