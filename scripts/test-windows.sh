@@ -52,7 +52,7 @@ done
 
 # The demo runs through to its last line.
 demo_log=$(mktemp)
-if wine "$build/bin/kov_demo.exe" >"$demo_log" 2>&1 && tr -d '\r' <"$demo_log" | grep -q '^Done: every section ran\.$'; then
+if wine "$build/bin/kov_demo.exe" >"$demo_log" 2>&1 && tr -d '\r' <"$demo_log" | grep -q '^Done: every section ran\.'; then
   passed=$((passed + 1))
 else
   failed=$((failed + 1))

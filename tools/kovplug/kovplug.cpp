@@ -251,6 +251,9 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  nev::Nev_utf8_arguments arguments(argc, argv);  // every character, on Windows too
+  argc = arguments.count();
+  argv = arguments.argv();
   try {
     return run(argc, argv);
   } catch (const Usage_error& error) {

@@ -103,8 +103,11 @@ File_result Win32_platform::file_open(const std::u16string& path, Nev_file_open 
   attributes.lpSecurityDescriptor = const_cast<void*>(security);
   attributes.bInheritHandle = FALSE;
   const bool no_follow = (attributes_wanted & NEV_FILE_NO_FOLLOW) != 0;
+  // Telling a link needs the right to read the attributes, which a handle
+  // for appending alone lacks.
+  const DWORD access_asked = wanted | (no_follow ? FILE_READ_ATTRIBUTES : 0);
   const DWORD flags = FILE_ATTRIBUTE_NORMAL | (no_follow ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
-  const HANDLE file = CreateFileW(wide(path), wanted, share_mode(sharing), security != nullptr ? &attributes : nullptr,
+  const HANDLE file = CreateFileW(wide(path), access_asked, share_mode(sharing), security != nullptr ? &attributes : nullptr,
                                   creation, flags, nullptr);
   if (file == INVALID_HANDLE_VALUE) return failure(GetLastError());
   if (no_follow) {

@@ -9,6 +9,8 @@
 #include "nev/win32/win32_platform.h"
 #include "nev/win32/win32_text.h"
 
+#include <shellapi.h>  // after <windows.h>
+
 namespace nev::platform {
 
 namespace {
@@ -113,3 +115,22 @@ bool Win32_platform::console_write(Nev_console console, const char16_t* text, st
 bool Win32_platform::console_free() noexcept { return FreeConsole() != FALSE; }
 
 }  // namespace nev::platform
+
+namespace nev {
+
+// The wide command line split as the C runtime splits it; `argv` (text in
+// the ANSI code page) only where that fails.
+Nev_utf8_arguments::Nev_utf8_arguments(int argc, char** argv) {
+  int count = 0;
+  wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  if (wide != nullptr && count == argc) {
+    for (int i = 0; i < count; ++i) m_words.push_back(nev_to_utf8(platform::from_wide(wide[i])));
+  } else {
+    for (int i = 0; i < argc; ++i) m_words.emplace_back(argv[i] != nullptr ? argv[i] : "");
+  }
+  if (wide != nullptr) LocalFree(wide);
+  for (std::string& word : m_words) m_pointers.push_back(word.data());
+  m_pointers.push_back(nullptr);
+}
+
+}  // namespace nev

@@ -66,15 +66,17 @@ bool may_write(PSID sid) {
   return installer;
 }
 
-// Why `path` is open to others; empty when it is not.
-std::u16string open_to_others(const std::u16string& path) {
+// Why `path` is open to others; empty when it is not. A missing file
+// (`missing_ok`) is no reason: loading it fails with the loader's own text.
+std::u16string open_to_others(const std::u16string& path, bool missing_ok) {
   PSID owner = nullptr;
   PACL dacl = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   const DWORD error = GetNamedSecurityInfoW(wide(path), SE_FILE_OBJECT,
                                             OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner, nullptr,
                                             &dacl, nullptr, &descriptor);
-  if (error != ERROR_SUCCESS) return error_text(error);
+  if (missing_ok && error == ERROR_FILE_NOT_FOUND) return {};
+  if (error != ERROR_SUCCESS) return u"it cannot be examined: " + error_text(error);
   std::u16string why;
   if (!may_write(owner)) why = u"it is owned by another user";
   else if (dacl == nullptr) why = u"it has no access list: everybody may change it";
@@ -107,8 +109,8 @@ bool Win32_platform::library_trusted(const std::u16string& path, std::u16string&
     reason = path + u": the path is not absolute";
     return false;
   }
-  for (const std::u16string& checked : {path, folder_of(path)}) {
-    const std::u16string why = open_to_others(checked);
+  for (const std::u16string& checked : {folder_of(path), path}) {
+    const std::u16string why = open_to_others(checked, checked == path);
     if (!why.empty()) {
       reason = checked + u": " + why;
       return false;
