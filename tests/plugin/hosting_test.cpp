@@ -40,6 +40,9 @@ TEST_F(Creation, CacheIsKeyedByThePathTextExactly) {
   EXPECT_EQ(count_events("create shapes"), 3);
   // The same file name in another case is another path: a copy of the
   // library, loaded on its own.
+#ifdef _WIN32
+  GTEST_SKIP() << "the rest needs two files whose names differ in case only, which Windows takes for one";
+#endif
   for (const auto& [plugin, name] : {std::pair{u"Lower", "shapes.so"}, std::pair{u"Upper", "SHAPES.so"}}) {
     std::filesystem::copy_file(SHAPES_PATH, work_dir() + "/" + name);
     set_string(plugin_key(plugin, SQUARE_TYPE), u"ImagePath", wide(work_dir() + "/" + name));
@@ -202,7 +205,6 @@ TEST_F(HousekeepingAlone, FailedUnloadForgetsTheEntryAndEndsTheWalk) {
   for (const char16_t* plugin : {u"TallyC", u"TallyB", u"TallyA"}) ASSERT_TRUE(create(plugin, TALLY_TYPE).created);
   refused_library = kov_test::loaded_library(TALLY_B_PATH);  // the handle the cache holds
   ASSERT_NE(refused_library, nullptr);
-  kov_test::unload_library(refused_library);
   auto platform = std::make_unique<Test_platform>();
   platform->unload = unload_all_but_refused;
   expect_stack(tidy(), {{kov::KOV_E_TIDY_LIBRARY, {wide(TALLY_B_PATH)}},

@@ -20,16 +20,6 @@ std::u16string deep_path(int levels) {
   return path;
 }
 
-Nev_reg_change set_change(const std::u16string& key, const std::u16string& name, std::uint32_t number) {
-  Nev_reg_change change;
-  change.kind = Nev_reg_change::SET_VALUE;
-  change.root = HKLM;
-  change.key = key;
-  change.value.name = name;
-  change.value.type = NEV_REG_DWORD;
-  change.value.data = {static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8), 0, 0};
-  return change;
-}
 
 TEST_F(Hive_test, AHandleToADeletedKeyFailsAndNeverReachesAnotherKey) {
   put(u"Software\\A", u"mine", 1u);

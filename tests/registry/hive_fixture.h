@@ -118,6 +118,18 @@ inline std::u16string text_of(nev::Nev_hkey root, const std::u16string& key, con
   return text;
 }
 
+// A change that sets the DWORD value `name` of HKLM\\key to `number`.
+inline nev::Nev_reg_change set_change(const std::u16string& key, const std::u16string& name, std::uint32_t number) {
+  nev::Nev_reg_change change;
+  change.kind = nev::Nev_reg_change::SET_VALUE;
+  change.root = HKLM;
+  change.key = key;
+  change.value.name = name;
+  change.value.type = nev::NEV_REG_DWORD;
+  change.value.data = {static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8), 0, 0};
+  return change;
+}
+
 // The DWORD value `name` of HKLM\key, expecting to read it.
 inline std::uint32_t number_of(const std::u16string& key, const std::u16string& name) {
   nev::Nev_status status;
