@@ -472,6 +472,16 @@ inline std::vector<std::wstring> subkeys(HKEY root, const wchar_t* path) {
   RegCloseKey(key);
   return names;
 }
+// Removes the keys below the watched places that were not there at the start.
+inline void remove_created_keys() {
+  for (const Watched& entry : watched()) {
+    for (const std::wstring& name : subkeys(entry.root, entry.path)) {
+      if (std::find(entry.names.begin(), entry.names.end(), name) != entry.names.end()) continue;
+      const std::wstring path = *entry.path ? std::wstring(entry.path) + L"\\" + name : name;
+      RegDeleteTreeW(entry.root, path.c_str());
+    }
+  }
+}
 }  // namespace detail
 #endif
 
@@ -479,8 +489,9 @@ inline std::vector<std::wstring> subkeys(HKEY root, const wchar_t* path) {
 // (Windows; nothing on Linux). With `redirect`, the predefined roots of
 // this process go to scratch keys, removed at the end; without, the
 // program works on the machine's registry (so that the tools it runs see
-// what it writes), and fresh_registry() removes the keys created since the
-// start below the roots, their Software keys and the services key.
+// what it writes), and fresh_registry() and the end of the program remove
+// the keys created since the start below the roots, their Software keys and
+// the services key.
 class Registry_isolation {
  public:
 #ifdef _WIN32
@@ -507,7 +518,12 @@ class Registry_isolation {
     }
   }
   ~Registry_isolation() {
-    if (!m_redirect) return;
+    // The machine's registry outlives the program: what it created goes,
+    // so that the next test program starts from what this one found.
+    if (!m_redirect) {
+      detail::remove_created_keys();
+      return;
+    }
     for (int i = 0; i < 5; ++i) RegOverridePredefKey(detail::redirections()[i].root, nullptr);
     for (int i = 0; i < 5; ++i) {
       detail::Redirection& entry = detail::redirections()[i];
@@ -534,13 +550,7 @@ inline void fresh_registry() {
     const HKEY scratch = detail::redirections()[i].scratch;
     if (scratch != nullptr) RegDeleteTreeW(scratch, nullptr);
   }
-  for (const detail::Watched& entry : detail::watched()) {
-    for (const std::wstring& name : detail::subkeys(entry.root, entry.path)) {
-      if (std::find(entry.names.begin(), entry.names.end(), name) != entry.names.end()) continue;
-      const std::wstring path = *entry.path ? std::wstring(entry.path) + L"\\" + name : name;
-      RegDeleteTreeW(entry.root, path.c_str());
-    }
-  }
+  detail::remove_created_keys();
 #endif
 }
 
