@@ -32,7 +32,11 @@ void start_afresh(const fs::path& hive) {
 
 // Runs `kovreg import <file>`; throws when the tool fails.
 void import_registry_file() {
-  const std::string command = std::string("\"") + KOVREG_PROGRAM + "\" import \"" + REG_FILE + "\"";
+  std::string command = std::string("\"") + KOVREG_PROGRAM + "\" import \"" + REG_FILE + "\"";
+#ifdef _WIN32
+  // cmd.exe drops the first and the last quote of a line that starts with one.
+  command = "\"" + command + "\"";
+#endif
   std::printf("  running: kovreg import %s\n  kovreg says: ", REG_FILE);
   std::fflush(stdout);  // the tool's answer follows on the same line
   if (std::system(command.c_str()) != 0) throw std::runtime_error("kovreg could not import " + std::string(REG_FILE));

@@ -29,6 +29,29 @@ NEV_EXPORT bool nev_setenv(const std::u16string& name, const std::u16string& val
 // The calling thread's id: not 0, distinct among threads that run at once.
 NEV_EXPORT std::uint32_t nev_current_thread_id() noexcept;
 
+// ---- the program's arguments ------------------------------------------------------
+
+// The program's arguments as UTF-8 text, argv[0] first, for a main(argc,
+// argv) that works on 8-bit words: on Windows they are read from the wide
+// command line, so that every character survives (argv there holds them in
+// the ANSI code page); elsewhere they are `argv` itself. Typical use:
+//   nev::Nev_utf8_arguments arguments(argc, argv);
+//   argc = arguments.count(); argv = arguments.argv();
+// The words live as long as the object.
+class NEV_EXPORT Nev_utf8_arguments {
+ public:
+  Nev_utf8_arguments(int argc, char** argv);
+  Nev_utf8_arguments(const Nev_utf8_arguments&) = delete;
+  Nev_utf8_arguments& operator=(const Nev_utf8_arguments&) = delete;
+  int count() const noexcept { return static_cast<int>(m_words.size()); }
+  // Null-terminated, as argv is.
+  char** argv() noexcept { return m_pointers.data(); }
+
+ private:
+  std::vector<std::string> m_words;
+  std::vector<char*> m_pointers;
+};
+
 // ---- console -----------------------------------------------------------------------
 
 // A console output handle; null is none.

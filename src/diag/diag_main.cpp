@@ -209,9 +209,11 @@ void Kov_diag_main::open_file(nev::Nev_status& status) {
     status.assign(KOV_E_DIAG_FILE_NAME, nev::Nev_wstring_status_arg(m_filename));
   } else {
     const nev::Nev_path full(m_path, m_filename);
+    // Readers (kovdiag follow) may read the file while it is written;
+    // Windows enforces the sharing mode.
     constexpr std::uint32_t ATTRIBUTES =
         nev::NEV_FILE_NO_FOLLOW | nev::NEV_FILE_NO_OTHERS | nev::NEV_FILE_REGULAR_ONLY;
-    m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, ATTRIBUTES, nev::NEV_FILE_SHARE_NONE, status,
+    m_file.open(full, nev::NEV_FILE_OPEN_ALWAYS, nev::NEV_FILE_WRITE, ATTRIBUTES, nev::NEV_FILE_SHARE_READ, status,
                 nullptr);
   }
   // The header goes out whether the opening succeeded or not: a console

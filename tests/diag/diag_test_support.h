@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include <unistd.h>
 
 #include "nev/system.h"
 
@@ -27,8 +26,7 @@ inline std::u16string widen(const std::string& text) { return std::u16string(tex
 class Scratch_dir {
  public:
   Scratch_dir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kovdiag-XXXXXX").string();
-    m_path = ::mkdtemp(pattern.data());
+    m_path = kov_test::make_temp_dir("kovdiag");
   }
   ~Scratch_dir() {
     std::error_code ignored;
@@ -73,8 +71,7 @@ inline Lines read_lines(const std::string& path) {
 // The creation header for today, without its CR LF.
 inline std::string header_line() {
   const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  ::localtime_r(&now, &local);
+  const std::tm local = kov_test::local_time(now);
   std::setlocale(LC_TIME, "C");  // English day and month names
   char text[96];
   std::strftime(text, sizeof text, "**** Diagnostic file created: %A %d %B %Y ****", &local);

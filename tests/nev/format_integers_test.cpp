@@ -2,6 +2,7 @@
 // every combination of flags, width, precision, length and conversion must
 // still give the C library's text, whole or cut by a small buffer.
 #include <gtest/gtest.h>
+#include "portable.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -37,6 +38,8 @@ void expect_same(const std::string& pattern, bool wide_argument, std::uint64_t v
 #pragma GCC diagnostic pop
 
 TEST(Format, IntegerConversionsAgreeWithTheCLibrary) {
+  KOV_SKIP_ON_WINDOWS("MinGW's printf departs from the C standard in flag corners (' ' and '+' with %u, "
+                      "'#' with %.0o of 0), so it is no reference");
   const char* const LENGTHS[] = {"", "hh", "h", "l", "ll", "j", "z", "t"};
   const std::string CONVERSIONS = "diuoxX";
   const std::uint64_t EDGES[] = {0,          1,          7,          8,          9,          10,

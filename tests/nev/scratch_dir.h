@@ -26,12 +26,12 @@ class Scratch_dir {
 };
 
 inline std::string read_file(const std::u16string& path) {
-  std::ifstream in(nev_to_utf8(path), std::ios::binary);
+  std::ifstream in(std::filesystem::path(path), std::ios::binary);  // wide on Windows
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 inline void write_file(const std::u16string& path, const std::string& content) {
-  std::ofstream(nev_to_utf8(path), std::ios::binary) << content;
+  std::ofstream(std::filesystem::path(path), std::ios::binary) << content;
 }
 
 }  // namespace nev::test

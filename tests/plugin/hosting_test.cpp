@@ -1,7 +1,7 @@
 // Creating plug-in objects (the registry reads, the version tests in their
 // order, the library cache, every failure with its status stack), tidying
 // the cache and listing the plug-ins of a type.
-#include <dlfcn.h>
+#include "portable.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -40,6 +40,9 @@ TEST_F(Creation, CacheIsKeyedByThePathTextExactly) {
   EXPECT_EQ(count_events("create shapes"), 3);
   // The same file name in another case is another path: a copy of the
   // library, loaded on its own.
+#ifdef _WIN32
+  GTEST_SKIP() << "the rest needs two files whose names differ in case only, which Windows takes for one";
+#endif
   for (const auto& [plugin, name] : {std::pair{u"Lower", "shapes.so"}, std::pair{u"Upper", "SHAPES.so"}}) {
     std::filesystem::copy_file(SHAPES_PATH, work_dir() + "/" + name);
     set_string(plugin_key(plugin, SQUARE_TYPE), u"ImagePath", wide(work_dir() + "/" + name));
@@ -148,7 +151,7 @@ using HousekeepingAlone = Sample_hive;
 
 TEST_F(Housekeeping, TidyAsksEveryLibraryInPathOrderAndUnloadsThoseThatMayGo) {
   EXPECT_EQ(tidy().code(), 0u);  // empty cache
-  ::setenv("KOVSAMPLE_REFUSE_UNLOAD", "tally_a", 1);
+  kov_test::set_env("KOVSAMPLE_REFUSE_UNLOAD", "tally_a");
   create(u"TallyC", TALLY_TYPE);
   create(u"TallyA", TALLY_TYPE);
   gan::Gan_base* held = nullptr;
@@ -193,16 +196,15 @@ bool unload_all_but_refused(nev::Nev_library library, std::u16string& reason) {
     reason = u"refused by the test";
     return false;
   }
-  return ::dlclose(library) == 0;
+  return kov_test::unload_library(library);
 }
 
 // Leaves a library loaded that the cache no longer holds.
 TEST_F(HousekeepingAlone, FailedUnloadForgetsTheEntryAndEndsTheWalk) {
   // Path order: tally_a, tally_b, tally_c.
   for (const char16_t* plugin : {u"TallyC", u"TallyB", u"TallyA"}) ASSERT_TRUE(create(plugin, TALLY_TYPE).created);
-  refused_library = ::dlopen(TALLY_B_PATH, RTLD_NOW | RTLD_NOLOAD);  // the handle the cache holds
+  refused_library = kov_test::loaded_library(TALLY_B_PATH);  // the handle the cache holds
   ASSERT_NE(refused_library, nullptr);
-  ::dlclose(refused_library);
   auto platform = std::make_unique<Test_platform>();
   platform->unload = unload_all_but_refused;
   expect_stack(tidy(), {{kov::KOV_E_TIDY_LIBRARY, {wide(TALLY_B_PATH)}},

@@ -12,7 +12,7 @@ const std::string CIRCLE = "{6F1C2A10-3B4D-4E5F-8A9B-0C1D2E3F4A01}";
 // Runs kovplug; gives its exit code and output.
 std::pair<int, std::string> kovplug(const std::string& arguments) {
   std::string output;
-  const int code = run_command(std::string(KOVPLUG_PATH) + " " + arguments, &output);
+  const int code = kov_test::run_program(KOVPLUG_PATH, kov_test::shell_words(arguments), "", &output);
   return {code, output};
 }
 

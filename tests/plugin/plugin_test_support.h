@@ -4,6 +4,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include "portable.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -46,16 +47,7 @@ inline void expect_stack(const nev::Nev_status& status, const std::vector<Frame>
 }
 
 // Runs a command line through the shell; gives its exit code and output.
-inline int run_command(const std::string& command, std::string* output = nullptr) {
-  std::FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-  if (pipe == nullptr) return -1;
-  std::string text;
-  char buffer[512];
-  while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) text += buffer;
-  const int status = ::pclose(pipe);
-  if (output != nullptr) *output = text;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using kov_test::run_command;
 
 // Each test gets its own hive, holding the sample plug-ins (imported with
 // kovreg), and its own event log; no library is told to refuse unloading.
@@ -72,10 +64,11 @@ class Sample_hive : public ::testing::Test {
     m_work_dir = std::string(TEST_WORK_DIR) + "/" + info->test_suite_name() + "." + info->name();
     std::filesystem::remove_all(m_work_dir);
     std::filesystem::create_directories(m_work_dir);
-    ::setenv("NEV_REGISTRY", (m_work_dir + "/hive.db").c_str(), 1);
+    kov_test::set_env("NEV_REGISTRY", (m_work_dir + "/hive.db").c_str());
     nev::platform::reset_hive_locations();
-    ::setenv("KOVSAMPLE_LOG", (m_work_dir + "/events.log").c_str(), 1);
-    ::unsetenv("KOVSAMPLE_REFUSE_UNLOAD");
+    kov_test::fresh_registry();
+    kov_test::set_env("KOVSAMPLE_LOG", (m_work_dir + "/events.log").c_str());
+    kov_test::unset_env("KOVSAMPLE_REFUSE_UNLOAD");
     for (const char* file : {"shapes.reg", "tally.reg", "incomplete.reg"}) {
       std::string output;
       const int code = run_command(std::string(KOVREG_PATH) + " import " + SAMPLE_REG_DIR + "/" + file, &output);
@@ -83,7 +76,7 @@ class Sample_hive : public ::testing::Test {
     }
   }
   void TearDown() override {
-    ::unsetenv("KOVSAMPLE_REFUSE_UNLOAD");
+    kov_test::unset_env("KOVSAMPLE_REFUSE_UNLOAD");
     nev::Nev_status status;
     kov::kov_plugin_tidy_libraries(status);
   }

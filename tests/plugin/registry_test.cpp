@@ -50,6 +50,9 @@ Reading read(const std::u16string& entry, bool service = false) {
 using Bootstrap = Sample_hive;
 
 TEST_F(Bootstrap, AnEntryThatVanishesAfterItsDefaultValueGivesTheValueAndNoSettings) {
+#ifdef _WIN32
+  GTEST_SKIP() << "the fault is injected through a hive, and Windows uses the system's registry";
+#endif
   const std::u16string entry = PROGRAM_ROOT + u"\\Reader";
   set_string(entry, u"", u"reader.so");
   set_uint(entry, u"Retries", 3);
@@ -64,6 +67,8 @@ TEST_F(Bootstrap, AnEntryThatVanishesAfterItsDefaultValueGivesTheValueAndNoSetti
 }
 
 TEST_F(Bootstrap, ReadsTheDefaultValueAndTypedSettingsInOrder) {
+  KOV_SKIP_ON_WINDOWS("asserts values in creation order, which the Windows registry does not promise "
+                      "(Wine enumerates them alphabetically)");
   const std::u16string entry = PROGRAM_ROOT + u"\\Reader";
   nev::Nev_status status;
   set_string(entry, u"", u"reader.so");
@@ -105,6 +110,8 @@ TEST_F(Bootstrap, ReadsTheDefaultValueAndTypedSettingsInOrder) {
 }
 
 TEST_F(Bootstrap, AValueBeyondTheBuffersEndsTheReading) {
+  KOV_SKIP_ON_WINDOWS("asserts values in creation order, which the Windows registry does not promise "
+                      "(Wine enumerates them alphabetically)");
   struct Case {
     std::u16string name;
     std::u16string text;

@@ -1,6 +1,6 @@
 // The kovprop tool, run as a program: its output and its exit codes.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
+#include "portable.h"
 
 #include <cstdio>
 #include <string>
@@ -12,14 +12,8 @@ namespace {
 
 // The exit code, and standard output and standard error together.
 std::pair<int, std::string> run_kovprop(const std::string& arguments) {
-  const std::string command = std::string("'") + KOVPROP_PATH + "' " + arguments + " 2>&1";
   std::pair<int, std::string> run{-1, ""};
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return run;
-  char buffer[256];
-  while (const std::size_t got = std::fread(buffer, 1, sizeof buffer, pipe)) run.second.append(buffer, got);
-  const int status = pclose(pipe);
-  run.first = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  run.first = kov_test::run_program(KOVPROP_PATH, kov_test::shell_words(arguments), "", &run.second);
   return run;
 }
 

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include "portable.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -17,33 +18,39 @@
 #include "nev/platform.h"
 #include "nev/status.h"
 #include "nev/strings.h"
+#ifndef _WIN32
 #include "etcd_cluster.h"
+#endif
 
-// Whether this run tests the etcd hive rather than the SQLite one.
+// Whether this run tests the etcd hive rather than the SQLite one (never on
+// Windows, whose registry is the system's).
 inline bool etcd_backend() {
   const char* backend = std::getenv("NEV_TEST_BACKEND");
   return backend != nullptr && std::string(backend) == "etcd";
 }
 
+#ifndef _WIN32
 // The cluster of this test process, started on first use.
 inline test_support::Etcd_cluster& test_cluster() {
   static test_support::Etcd_cluster cluster(1);
   return cluster;
 }
+#endif
 
 class Hive_test : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "nev-registry-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    m_folder = pattern;
+    m_folder = kov_test::make_temp_dir("nev-registry");
+    ASSERT_FALSE(m_folder.empty());
+#ifndef _WIN32
     if (etcd_backend()) {
       static int tests = 0;
-      m_store = test_cluster().location("t" + std::to_string(::getpid()) + "-" + std::to_string(++tests));
+      m_store = test_cluster().location("t" + std::to_string(kov_test::process_id()) + "-" + std::to_string(++tests));
     }
-    ::setenv("NEV_REGISTRY", hive().c_str(), 1);
-    ::setenv("NEV_REGISTRY_MACHINES", machines().c_str(), 1);
-    nev::platform::reset_hive_locations();
+#endif
+    kov_test::fresh_registry();  // Windows: the system's registry, emptied
+    kov_test::set_env("NEV_REGISTRY", hive().c_str());
+    kov_test::set_env("NEV_REGISTRY_MACHINES", machines().c_str());
   }
   void TearDown() override {
     std::error_code ignored;
@@ -109,6 +116,18 @@ inline std::u16string text_of(nev::Nev_hkey root, const std::u16string& key, con
   nev::nev_get_reg_string_value(root, key, u"", name, text, status);
   EXPECT_STATUS_OK(status);
   return text;
+}
+
+// A change that sets the DWORD value `name` of HKLM\\key to `number`.
+inline nev::Nev_reg_change set_change(const std::u16string& key, const std::u16string& name, std::uint32_t number) {
+  nev::Nev_reg_change change;
+  change.kind = nev::Nev_reg_change::SET_VALUE;
+  change.root = HKLM;
+  change.key = key;
+  change.value.name = name;
+  change.value.type = nev::NEV_REG_DWORD;
+  change.value.data = {static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8), 0, 0};
+  return change;
 }
 
 // The DWORD value `name` of HKLM\key, expecting to read it.

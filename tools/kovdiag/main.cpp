@@ -34,6 +34,7 @@
 #include "nev/file.h"
 #include "nev/registry.h"
 #include "nev/strings.h"
+#include "nev/system.h"
 
 namespace {
 
@@ -303,6 +304,9 @@ int command_config(const Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  nev::Nev_utf8_arguments arguments(argc, argv);  // every character, on Windows too
+  argc = arguments.count();
+  argv = arguments.argv();
   if (argc < 2) {
     std::fputs(USAGE, stderr);
     return 2;

@@ -30,6 +30,7 @@
 #include "nev/registry.h"
 #include "nev/status.h"
 #include "nev/strings.h"
+#include "nev/system.h"
 
 namespace {
 
@@ -214,7 +215,7 @@ bool use_machine(const std::string& machine) {
   // Set before the registry's first use, which resolves the locations.
   const std::string location = std::string(machines);
   const bool store = location.rfind("etcd://", 0) == 0;
-  ::setenv("NEV_REGISTRY", (location + "/" + machine + (store ? "" : ".db")).c_str(), 1);
+  nev::nev_setenv(u"NEV_REGISTRY", nev::nev_from_utf8(location + "/" + machine + (store ? "" : ".db")));
   nev::Nev_status status;
   const nev::Nev_hkey root = nev::nev_connect_reg_root(nev::nev_from_utf8(machine), nev::NEV_HKEY_LOCAL_MACHINE, status);
   if (root == nullptr) {
@@ -250,6 +251,9 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  nev::Nev_utf8_arguments arguments(argc, argv);  // every character, on Windows too
+  argc = arguments.count();
+  argv = arguments.argv();
   try {
     return run(argc, argv);
   } catch (const Usage_error& error) {

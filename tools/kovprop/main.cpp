@@ -20,6 +20,7 @@
 #include "kov/property.h"
 #include "nev/strings.h"
 #include "nev/time.h"
+#include "nev/system.h"
 
 namespace {
 
@@ -186,6 +187,9 @@ int decode(const std::string& argument) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  nev::Nev_utf8_arguments arguments(argc, argv);  // every character, on Windows too
+  argc = arguments.count();
+  argv = arguments.argv();
   if (argc == 2 && (std::string_view(argv[1]) == "--help" || std::string_view(argv[1]) == "-h")) {
     std::fputs(USAGE, stdout);
     return 0;

@@ -17,6 +17,7 @@
 #include <iostream>
 #include <string>
 
+#include "nev/system.h"
 #include "tool.h"
 
 namespace {
@@ -44,6 +45,9 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  nev::Nev_utf8_arguments arguments(argc, argv);  // every character, on Windows too
+  argc = arguments.count();
+  argv = arguments.argv();
   try {
     return run(kovreg::parse_options(argc, argv));
   } catch (const Usage_error& error) {

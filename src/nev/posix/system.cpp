@@ -12,6 +12,7 @@
 
 #include "nev/posix/posix_platform.h"
 #include "nev/strings.h"
+#include "nev/system.h"
 
 namespace nev::platform {
 
@@ -167,3 +168,14 @@ Platform& default_platform() noexcept {
 }
 
 }  // namespace nev::platform
+
+namespace nev {
+
+// POSIX hands the arguments over as the bytes they are: UTF-8.
+Nev_utf8_arguments::Nev_utf8_arguments(int argc, char** argv) {
+  for (int i = 0; i < argc; ++i) m_words.emplace_back(argv[i] != nullptr ? argv[i] : "");
+  for (std::string& word : m_words) m_pointers.push_back(word.data());
+  m_pointers.push_back(nullptr);
+}
+
+}  // namespace nev
