@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 #include "nev/codes.h"
 #include "nev/strings.h"
@@ -167,6 +168,28 @@ bool reg_check_key_path(const std::u16string& path, Nev_status& status) {
 bool reg_check_value_name(const std::u16string& name, Nev_status& status) {
   status.clear();
   return check_length(name, NEV_REG_MAX_VALUE_NAME, status);
+}
+
+long reg_fill_enumerated_value(const Nev_reg_value& value, char16_t* name, std::uint32_t* name_count,
+                               std::uint32_t* type, std::uint8_t* data, std::uint32_t* data_count) {
+  const auto name_length = static_cast<std::uint32_t>(value.name.size());
+  const auto data_length = static_cast<std::uint32_t>(value.data.size());
+  if (type != nullptr) *type = value.type;
+  if (name_length + 1 > *name_count) {
+    if (data_count != nullptr) *data_count = data_length;
+    return NEV_ERROR_MORE_DATA;
+  }
+  std::memcpy(name, value.name.data(), name_length * sizeof(char16_t));
+  name[name_length] = u'\0';
+  *name_count = name_length;
+  if (data_count == nullptr) return NEV_ERROR_SUCCESS;
+  if (data != nullptr && data_length > *data_count) {
+    *data_count = data_length;
+    return NEV_ERROR_MORE_DATA;
+  }
+  if (data != nullptr && data_length != 0) std::memcpy(data, value.data.data(), data_length);
+  *data_count = data_length;
+  return NEV_ERROR_SUCCESS;
 }
 
 

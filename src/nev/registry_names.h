@@ -48,5 +48,13 @@ bool reg_check_key_path(const std::u16string& path, Nev_status& status);
 // The same for one value name.
 bool reg_check_value_name(const std::u16string& name, Nev_status& status);
 
+// Hands `value` out through the caller-sized buffers of nev_reg_enum_value
+// (the arguments as that function takes them, already checked): the name
+// and its length in units, the type, the data and its length in bytes;
+// NEV_ERROR_MORE_DATA, with the needed data size where it is asked for,
+// when a buffer is too small.
+long reg_fill_enumerated_value(const Nev_reg_value& value, char16_t* name, std::uint32_t* name_count,
+                               std::uint32_t* type, std::uint8_t* data, std::uint32_t* data_count);
+
 
 }  // namespace nev::detail

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "nev/strings.h"
+#include "nev/text_units.h"
 
 namespace nev {
 
@@ -154,5 +155,24 @@ std::u16string nev_from_utf16le(const void* data, std::size_t size, bool stop_at
   }
   return text;
 }
+
+namespace detail {
+
+std::uint32_t units_in_utf8_prefix(const char16_t* text, std::uint32_t count, std::size_t bytes) {
+  std::uint32_t units = 0;
+  std::size_t used = 0;
+  while (units < count) {
+    const char16_t unit = text[units];
+    const bool pair = unit >= 0xD800 && unit <= 0xDBFF && units + 1 < count && text[units + 1] >= 0xDC00 &&
+                      text[units + 1] <= 0xDFFF;
+    const std::size_t size = pair ? 4 : unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
+    if (used + size > bytes) break;
+    used += size;
+    units += pair ? 2 : 1;
+  }
+  return units;
+}
+
+}  // namespace detail
 
 }  // namespace nev

@@ -387,24 +387,7 @@ long nev_reg_enum_value(Nev_hkey key, std::uint32_t index, char16_t* name, std::
   if (deleted) return NEV_ERROR_KEY_DELETED;
   if (!found) return NEV_ERROR_NO_MORE_ITEMS;
 
-  const auto name_length = static_cast<std::uint32_t>(value.name.size());
-  const auto data_length = static_cast<std::uint32_t>(value.data.size());
-  if (type != nullptr) *type = value.type;
-  if (name_length + 1 > *name_count) {
-    if (data_count != nullptr) *data_count = data_length;
-    return NEV_ERROR_MORE_DATA;
-  }
-  std::memcpy(name, value.name.data(), name_length * sizeof(char16_t));
-  name[name_length] = u'\0';
-  *name_count = name_length;
-  if (data_count == nullptr) return NEV_ERROR_SUCCESS;
-  if (data != nullptr && data_length > *data_count) {
-    *data_count = data_length;
-    return NEV_ERROR_MORE_DATA;
-  }
-  if (data != nullptr && data_length != 0) std::memcpy(data, value.data.data(), data_length);
-  *data_count = data_length;
-  return NEV_ERROR_SUCCESS;
+  return detail::reg_fill_enumerated_value(value, name, name_count, type, data, data_count);
 }
 
 long nev_reg_close_key(Nev_hkey key) {

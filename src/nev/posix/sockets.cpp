@@ -12,6 +12,7 @@
 #include <cstring>
 #include <vector>
 
+#include "nev/host_entry.h"
 #include "nev/posix/posix_platform.h"
 
 namespace nev::platform {
@@ -64,15 +65,7 @@ bool Posix_platform::socket_gethostbyname(const char* name, Nev_host_entry& entr
     fail(resolver_error != 0 ? resolver_error : HOST_NOT_FOUND);
     return false;
   }
-  entry.has_name = found->h_name != nullptr;
-  if (entry.has_name) entry.name = found->h_name;
-  if (found->h_addrtype == AF_INET && found->h_length == 4 && found->h_addr_list != nullptr) {
-    for (char** address = found->h_addr_list; *address != nullptr; ++address) {
-      std::uint32_t number = 0;
-      std::memcpy(&number, *address, sizeof number);  // network order, as it lies in memory
-      entry.addresses.push_back(number);
-    }
-  }
+  detail::copy_host_entry(*found, entry);
   return true;
 }
 

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <string>
 
+#include "nev/text_units.h"
 #include "nev/posix/posix_platform.h"
 #include "nev/strings.h"
 #include "nev/system.h"
@@ -22,24 +23,6 @@ namespace {
 // so a valid handle is never null.
 int console_descriptor(Nev_console console) {
   return static_cast<int>(reinterpret_cast<std::intptr_t>(console));
-}
-
-// How many of the `count` units of `text` the first `bytes` bytes of their
-// UTF-8 form hold completely. A pair of surrogates takes 4 bytes, and a lone
-// surrogate 3 (it goes out as U+FFFD), as nev_to_utf8 writes them.
-std::uint32_t units_in_utf8_prefix(const char16_t* text, std::uint32_t count, std::size_t bytes) {
-  std::uint32_t units = 0;
-  std::size_t used = 0;
-  while (units < count) {
-    const char16_t unit = text[units];
-    const bool pair = unit >= 0xD800 && unit <= 0xDBFF && units + 1 < count && text[units + 1] >= 0xDC00 &&
-                      text[units + 1] <= 0xDFFF;
-    const std::size_t size = pair ? 4 : unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
-    if (used + size > bytes) break;
-    used += size;
-    units += pair ? 2 : 1;
-  }
-  return units;
 }
 
 // Blocks SIGPIPE in the calling thread while it lives, so that a write to a
@@ -149,7 +132,7 @@ bool Posix_platform::console_write(Nev_console console, const char16_t* text, st
   try {
     const std::string bytes = nev_to_utf8(std::u16string(text, count));
     const std::size_t done = write_all(console_descriptor(console), bytes);
-    written = done == bytes.size() ? count : units_in_utf8_prefix(text, count, done);
+    written = done == bytes.size() ? count : detail::units_in_utf8_prefix(text, count, done);
     return done > 0;
   } catch (...) {
     return false;  // no memory for the converted text

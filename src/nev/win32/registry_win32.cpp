@@ -8,6 +8,7 @@
 #include "nev/codes.h"
 #include "nev/registry.h"
 #include "nev/registry_names.h"
+#include "nev/strings.h"
 #include "nev/win32/registry_win32.h"
 
 namespace nev {
@@ -16,26 +17,6 @@ namespace {
 
 using detail::Open_key;
 using detail::Win32_target;
-
-std::vector<std::uint8_t> string_bytes(const std::u16string& text) {
-  std::vector<std::uint8_t> bytes((text.size() + 1) * 2, 0);
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    bytes[2 * i] = static_cast<std::uint8_t>(text[i] & 0xFF);
-    bytes[2 * i + 1] = static_cast<std::uint8_t>(text[i] >> 8);
-  }
-  return bytes;
-}
-
-// The text of string data: UTF-16LE up to the first NUL.
-std::u16string string_of(const std::vector<std::uint8_t>& data) {
-  std::u16string text;
-  for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
-    const auto unit = static_cast<char16_t>(data[i] | (data[i + 1] << 8));
-    if (unit == u'\0') break;
-    text += unit;
-  }
-  return text;
-}
 
 void wrong_type(const Win32_target& target, const std::u16string& path, const Nev_reg_value& value,
                 std::uint32_t wanted, Nev_status& status) {
@@ -174,7 +155,7 @@ void nev_get_reg_string_value(Nev_hkey root, const std::u16string& key, const st
   if (held.type != NEV_REG_SZ && held.type != NEV_REG_EXPAND_SZ) {
     return wrong_type(target, path, held, NEV_REG_SZ, status);
   }
-  value = string_of(held.data);
+  value = nev_from_utf16le(held.data.data(), held.data.size(), true);
 }
 
 void nev_get_reg_uint_value(Nev_hkey root, const std::u16string& key, const std::u16string& subkey,
@@ -192,7 +173,7 @@ void nev_get_reg_uint_value(Nev_hkey root, const std::u16string& key, const std:
 
 void nev_set_reg_string_value(Nev_hkey root, const std::u16string& key, const std::u16string& subkey,
                               const std::u16string& value_name, const std::u16string& value, Nev_status& status) {
-  nev_set_reg_value(root, detail::reg_join_path(key, subkey), value_name, NEV_REG_SZ, string_bytes(value), status);
+  nev_set_reg_value(root, detail::reg_join_path(key, subkey), value_name, NEV_REG_SZ, nev_to_utf16le(value, true), status);
 }
 
 void nev_set_reg_uint_value(Nev_hkey root, const std::u16string& key, const std::u16string& subkey,
@@ -288,24 +269,7 @@ long nev_reg_enum_value(Nev_hkey key, std::uint32_t index, char16_t* name, std::
   Nev_reg_value value;
   const LSTATUS result = detail::win32_read_indexed_value(target.key, index, value);
   if (result != ERROR_SUCCESS) return result;  // NO_MORE_ITEMS, KEY_DELETED, ...
-  const auto name_length = static_cast<std::uint32_t>(value.name.size());
-  const auto data_length = static_cast<std::uint32_t>(value.data.size());
-  if (type != nullptr) *type = value.type;
-  if (name_length + 1 > *name_count) {
-    if (data_count != nullptr) *data_count = data_length;
-    return NEV_ERROR_MORE_DATA;
-  }
-  std::memcpy(name, value.name.data(), name_length * sizeof(char16_t));
-  name[name_length] = u'\0';
-  *name_count = name_length;
-  if (data_count == nullptr) return NEV_ERROR_SUCCESS;
-  if (data != nullptr && data_length > *data_count) {
-    *data_count = data_length;
-    return NEV_ERROR_MORE_DATA;
-  }
-  if (data != nullptr && data_length != 0) std::memcpy(data, value.data.data(), data_length);
-  *data_count = data_length;
-  return NEV_ERROR_SUCCESS;
+  return detail::reg_fill_enumerated_value(value, name, name_count, type, data, data_count);
 }
 
 long nev_reg_close_key(Nev_hkey key) {

@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "nev/host_entry.h"
 #include "nev/win32/win32_platform.h"
 
 namespace nev::platform {
@@ -50,15 +51,7 @@ bool Win32_platform::socket_gethostbyname(const char* name, Nev_host_entry& entr
   // Winsock keeps the answer per thread until the thread's next lookup.
   const hostent* found = gethostbyname(name);
   if (found == nullptr) return false;
-  entry.has_name = found->h_name != nullptr;
-  if (entry.has_name) entry.name = found->h_name;
-  if (found->h_addrtype == AF_INET && found->h_length == 4 && found->h_addr_list != nullptr) {
-    for (char** address = found->h_addr_list; *address != nullptr; ++address) {
-      std::uint32_t number = 0;
-      std::memcpy(&number, *address, sizeof number);  // network order, as it lies in memory
-      entry.addresses.push_back(number);
-    }
-  }
+  detail::copy_host_entry(*found, entry);
   return true;
 }
 

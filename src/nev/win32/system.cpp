@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "nev/text_units.h"
 #include "nev/strings.h"
 #include "nev/system.h"
 #include "nev/win32/win32_platform.h"
@@ -14,24 +15,6 @@
 namespace nev::platform {
 
 namespace {
-
-// How many of the `count` units of `text` the first `bytes` bytes of their
-// UTF-8 form hold completely (a pair of surrogates takes 4 bytes, a lone
-// surrogate 3, as nev_to_utf8 writes them).
-std::uint32_t units_in_utf8_prefix(const char16_t* text, std::uint32_t count, std::size_t bytes) {
-  std::uint32_t units = 0;
-  std::size_t used = 0;
-  while (units < count) {
-    const char16_t unit = text[units];
-    const bool pair = unit >= 0xD800 && unit <= 0xDBFF && units + 1 < count && text[units + 1] >= 0xDC00 &&
-                      text[units + 1] <= 0xDFFF;
-    const std::size_t size = pair ? 4 : unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
-    if (used + size > bytes) break;
-    used += size;
-    units += pair ? 2 : 1;
-  }
-  return units;
-}
 
 // WriteFile until everything is out or a write fails (a pipe whose reader
 // has gone fails at once with ERROR_NO_DATA: nothing waits for it).
@@ -105,7 +88,7 @@ bool Win32_platform::console_write(Nev_console console, const char16_t* text, st
   try {
     const std::string bytes = nev_to_utf8(std::u16string(text, count));
     const std::size_t done = write_all(output, bytes);
-    written = done == bytes.size() ? count : units_in_utf8_prefix(text, count, done);
+    written = done == bytes.size() ? count : detail::units_in_utf8_prefix(text, count, done);
     return done > 0;
   } catch (...) {
     return false;  // no memory for the converted text
