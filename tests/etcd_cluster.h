@@ -94,6 +94,15 @@ class Etcd_cluster {
     }
     return -1;
   }
+  // How many watches member `i` serves now (from its metrics); -1 when it
+  // does not answer.
+  int watchers(int i) const {
+    const std::string reply = http(m_members[i].client, "GET", "/metrics", "");
+    const std::string name = "\netcd_debugging_mvcc_watcher_total ";
+    const std::size_t at = reply.find(name);
+    return at == std::string::npos ? -1 : std::atoi(reply.c_str() + at + name.size());
+  }
+
   // Whether member `i` answers and sees a leader.
   bool healthy(int i) const {
     return http(m_members[i].client, "GET", "/health", "").find("\"health\":\"true\"") != std::string::npos;

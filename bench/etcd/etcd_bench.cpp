@@ -7,7 +7,8 @@
 // - BM_raw_range: one range request for that value's key, on one kept
 //   connection (what any read that asked the cluster would pay at least);
 // - BM_set/etcd and BM_set/sqlite: one value written and acknowledged;
-//   BM_raw_put: one raw put request;
+//   BM_raw_put: one raw put request, to a key nobody watches and to one the
+//   hive watches; BM_raw_txn: the transaction of BM_set/etcd, sent raw;
 // - BM_key_of/N: in a key with N values (10, 1,000, 50,000), one value read
 //   warm, one value written, and all values listed;
 // - BM_tree: in a tree of 100,000 keys, a warm read below it, a write in it,
@@ -106,12 +107,31 @@ void BM_set(benchmark::State& state) {
 }
 BENCHMARK(BM_set)->Arg(0)->Arg(1);
 
+// Arg 0: a key nobody watches; 1: a key in the hive's prefix, so that the
+// cluster also sends each put to the hive's watch, as it does for a write.
 void BM_raw_put(benchmark::State& state) {
   use(etcd_hive());
+  const std::string key = state.range(0) == 0 ? "bench-raw/counter" : "bench/raw-counter";
   std::uint32_t n = 0;
-  for (auto _ : state) raw_client().put("bench-raw/counter", std::to_string(++n));
+  for (auto _ : state) raw_client().put(key, std::to_string(++n));
+  state.SetLabel(state.range(0) == 0 ? "unwatched" : "watched");
 }
-BENCHMARK(BM_raw_put);
+BENCHMARK(BM_raw_put)->Arg(0)->Arg(1);
+
+// The transaction that writing an existing value sends (two conditions, one
+// put, in the watched prefix), sent raw: the floor of BM_set/etcd.
+void BM_raw_txn(benchmark::State& state) {
+  use(etcd_hive());
+  std::vector<detail::Etcd_compare> compares;
+  for (const char* key : {"bench/raw-key", "bench/raw-value"}) compares.push_back({key, raw_client().put(key, "x"), {}});
+  std::uint32_t n = 0;
+  std::int64_t revision = compares[1].mod_revision;
+  for (auto _ : state) {
+    compares[1].mod_revision = revision;
+    if (!raw_client().txn(compares, {{true, "bench/raw-value", std::to_string(++n)}}, revision)) std::abort();
+  }
+}
+BENCHMARK(BM_raw_txn);
 
 // ---- growth --------------------------------------------------------------------------
 

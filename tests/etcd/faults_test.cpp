@@ -89,9 +89,10 @@ void expect_failures(const std::vector<Call>& calls, const std::string& endpoint
   }
 }
 
-std::uint32_t read_number(const std::u16string& key, const std::u16string& name, Nev_status& status) {
+std::uint32_t read_number(const std::u16string& key, const std::u16string& name, Nev_status& status,
+                          Nev_hkey root = HKLM) {
   std::uint32_t number = 0;
-  nev_get_reg_uint_value(HKLM, key, u"", name, number, status);
+  nev_get_reg_uint_value(root, key, u"", name, number, status);
   return number;
 }
 
@@ -246,4 +247,37 @@ TEST(Etcd_faults, WritersLoseNoAcknowledgedWriteWhileTheLeaderIsKilled) {
       EXPECT_EQ(values[i].data.at(0), static_cast<std::uint8_t>(number));
     }
   }
+}
+
+// A process that finds its hives again (a test, a changed location) would
+// otherwise leave one watch per superseded hive open, and every write of
+// every process costs the cluster one event per watch. The superseded hive
+// stops watching, and a handle that still reaches it watches again on use.
+TEST(Etcd_faults, AHiveFoundAgainLeavesOneWatchAndOldHandlesStillServe) {
+  Etcd_cluster cluster(1);
+  use_cluster(cluster, "again", 2000);
+  Nev_status status;
+  nev_set_reg_uint_value(HKLM, u"Kept", u"", u"n", 1, status);
+  ASSERT_TRUE(status.ok()) << nev_to_utf8(nev_status_text(status));
+  Nev_hkey old = nullptr;
+  ASSERT_EQ(nev_reg_open_key(HKLM, u"Kept", 0, NEV_KEY_QUERY_VALUE, &old), NEV_ERROR_SUCCESS);
+
+  for (int round = 0; round < 5; ++round) {
+    nev::platform::reset_hive_locations();
+    EXPECT_EQ(read_number(u"Kept", u"n", status), 1u);
+  }
+  int watchers = -1;
+  for (int tries = 0; tries < 50 && (watchers = cluster.watchers(0)) != 1; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  EXPECT_EQ(watchers, 1);
+
+  nev_set_reg_uint_value(HKLM, u"Kept", u"", u"n", 2, status);
+  std::uint32_t seen = 0;
+  for (int tries = 0; tries < 50 && seen != 2; ++tries) {
+    seen = read_number(u"", u"n", status, old);
+    if (seen != 2) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_EQ(seen, 2u) << nev_to_utf8(nev_status_text(status));
+  nev_reg_close_key(old);
 }

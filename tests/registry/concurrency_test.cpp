@@ -271,6 +271,21 @@ TEST_F(Hive_test, AChildOfAnExitedWriterKeepsEveryWriteBesideOtherProcesses) {
 // last view and its commit: the other write is seen by the next read. The
 // other write runs inside this process's write, while its hive is locked,
 // so that this process cannot have taken it in before committing its own.
+
+namespace {
+
+// Runs kovreg with `args` to its end. A program started without fork(): the
+// caller may hold its hive's lock.
+void run_kovreg(std::vector<const char*> args) {
+  args.insert(args.begin(), KOVREG_PATH);
+  args.push_back(nullptr);
+  pid_t tool = 0;
+  ASSERT_EQ(::posix_spawn(&tool, KOVREG_PATH, nullptr, nullptr, const_cast<char* const*>(args.data()), environ), 0);
+  EXPECT_EQ(exit_code(tool), 0) << args[1] << " " << args[2];
+}
+
+}  // namespace
+
 TEST_F(Hive_test, AWriteThatAnotherOvertookStillShowsTheOthersWrite) {
   if (!etcd_backend()) GTEST_SKIP() << "about hives whose view follows a stream of changes";
   Faulty_hive_platform platform;
@@ -280,11 +295,7 @@ TEST_F(Hive_test, AWriteThatAnotherOvertookStillShowsTheOthersWrite) {
   ASSERT_STATUS_OK(status);
   ASSERT_EQ(platform.hives.size(), 1u);
   platform.hives.begin()->second->inside_next_write = [] {
-    // A program started without fork(): this process holds its hive's lock.
-    const char* argv[] = {KOVREG_PATH, "add", "HKLM\\Other", "/v", "k", "/d", "after", "/f", nullptr};
-    pid_t tool = 0;
-    ASSERT_EQ(::posix_spawn(&tool, KOVREG_PATH, nullptr, nullptr, const_cast<char* const*>(argv), environ), 0);
-    EXPECT_EQ(exit_code(tool), 0);
+    run_kovreg({"add", "HKLM\\Other", "/v", "k", "/d", "after", "/f"});
   };
   nev_set_reg_uint_value(HKLM, u"Mine", u"", u"n", 2, status);
   ASSERT_STATUS_OK(status);
@@ -292,6 +303,36 @@ TEST_F(Hive_test, AWriteThatAnotherOvertookStillShowsTheOthersWrite) {
   nev_get_reg_string_value(HKLM, u"Other", u"", u"k", text, status);
   EXPECT_STATUS_OK(status);
   EXPECT_EQ(text, u"after");
+}
+
+// A value written four levels down while another process deletes a key
+// above it (and perhaps creates the path again): the write must not land
+// under the deleted key, where nobody would ever find it, but in the path
+// as it stands when it commits.
+TEST_F(Hive_test, AValueWrittenWhileAnotherDeletesItsPathIsNotLost) {
+  if (!etcd_backend()) GTEST_SKIP() << "about hives whose view follows a stream of changes";
+  const std::vector<std::vector<std::vector<const char*>>> meanwhile = {
+      {{"delete", "HKLM\\Deep\\A", "/f"}},
+      {{"delete", "HKLM\\Deep\\A\\B", "/f"}, {"add", "HKLM\\Deep\\A\\B\\C", "/v", "o", "/d", "x", "/f"}},
+  };
+  for (std::size_t row = 0; row < meanwhile.size(); ++row) {
+    Faulty_hive_platform platform;
+    Nev_status status;
+    nev_set_reg_uint_value(HKLM, u"Deep\\A\\B\\C", u"", u"n", 1, status);
+    ASSERT_STATUS_OK(status);
+    ASSERT_EQ(platform.hives.size(), 1u);
+    platform.hives.begin()->second->inside_next_write = [&] {
+      for (const auto& command : meanwhile[row]) run_kovreg(command);
+    };
+    // A value the key did not have: nothing but the key itself ties it to the path.
+    nev_set_reg_uint_value(HKLM, u"Deep\\A\\B\\C", u"", u"m", 2, status);
+    ASSERT_STATUS_OK(status);
+    std::uint32_t n = 0;
+    nev_get_reg_uint_value(HKLM, u"Deep\\A\\B\\C", u"", u"m", n, status);
+    EXPECT_STATUS_OK(status) << "row " << row;
+    EXPECT_EQ(n, 2u) << "row " << row;
+    nev_delete_reg_tree(HKLM, u"Deep", status);
+  }
 }
 #endif
 #endif

@@ -4,6 +4,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
 #include <thread>
@@ -210,7 +211,7 @@ std::int64_t Etcd_client::range(const std::string& key, const std::string& range
 }
 
 bool Etcd_client::txn(const std::vector<Etcd_compare>& compares, const std::vector<Etcd_op>& ops,
-                      const std::string& read_back, std::int64_t& revision) {
+                      std::int64_t& revision) {
   Json compare = Json::array();
   for (const Etcd_compare& c : compares) {
     Json one = {{"key", encode(c.key)},
@@ -228,21 +229,33 @@ bool Etcd_client::txn(const std::vector<Etcd_compare>& compares, const std::vect
       success.push_back({{"request_delete_range", {{"key", encode(op.key)}}}});
     }
   }
-  Json failure = Json::array({{{"request_range", {{"key", encode(read_back)}}}}});
-  const Json request = {{"compare", compare}, {"success", success}, {"failure", failure}};
+  const Json request = {{"compare", compare}, {"success", success}};
   const Json reply = Json::parse(call("/v3/kv/txn", request.dump()));
-  if (reply.value("succeeded", false)) {
-    revision = revision_of(reply);
-    return true;
+  if (!reply.value("succeeded", false)) return false;
+  revision = revision_of(reply);
+  return true;
+}
+
+std::int64_t Etcd_client::newest(const std::vector<Etcd_span>& spans) {
+  // Each span's newest key alone, without its value, as the reads of one
+  // unconditional transaction.
+  Json reads = Json::array();
+  for (const Etcd_span& span : spans) {
+    Json one = {{"key", encode(span.key)}, {"keys_only", true}, {"limit", "1"},
+                {"sort_order", "DESCEND"}, {"sort_target", "MOD"}};
+    if (!span.range_end.empty()) one["range_end"] = encode(span.range_end);
+    reads.push_back({{"request_range", std::move(one)}});
   }
-  revision = 0;
+  const Json reply = Json::parse(call("/v3/kv/txn", Json{{"success", reads}}.dump()));
+  std::int64_t revision = 0;
   const auto responses = reply.find("responses");
-  if (responses != reply.end() && !responses->empty()) {
-    const Json& range = (*responses)[0].value("response_range", Json::object());
+  if (responses == reply.end()) return revision;
+  for (const Json& response : *responses) {
+    const Json& range = response.value("response_range", Json::object());
     const auto kvs = range.find("kvs");
-    if (kvs != range.end() && !kvs->empty()) revision = number((*kvs)[0], "mod_revision");
+    if (kvs != range.end() && !kvs->empty()) revision = std::max(revision, number((*kvs)[0], "mod_revision"));
   }
-  return false;
+  return revision;
 }
 
 std::int64_t Etcd_client::put(const std::string& key, const std::string& value) {

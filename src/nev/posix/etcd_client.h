@@ -53,6 +53,12 @@ struct Etcd_compare {
   std::string range_end;
 };
 
+// A key, or with a `range_end` every key in [key, range_end).
+struct Etcd_span {
+  std::string key;
+  std::string range_end;
+};
+
 // One change that a watch reports.
 struct Etcd_event {
   bool put = true;
@@ -84,11 +90,12 @@ class Etcd_client {
   std::int64_t range(const std::string& key, const std::string& range_end, std::vector<Etcd_kv>& kvs,
                      std::int64_t revision = 0, std::int64_t limit = 0, bool* more = nullptr);
   // One transaction: when every compare holds, runs `ops` and returns true
-  // with the revision it committed at in `revision`; otherwise runs nothing,
-  // returns false and puts the current mod revision of `read_back` in
-  // `revision` (0 when it does not exist).
-  bool txn(const std::vector<Etcd_compare>& compares, const std::vector<Etcd_op>& ops, const std::string& read_back,
-           std::int64_t& revision);
+  // with the revision it committed at in `revision`; otherwise runs nothing
+  // and returns false.
+  bool txn(const std::vector<Etcd_compare>& compares, const std::vector<Etcd_op>& ops, std::int64_t& revision);
+  // The newest mod revision of any key in `spans` (0 when none exists), read
+  // in one request.
+  std::int64_t newest(const std::vector<Etcd_span>& spans);
   // Puts one key, unconditionally (for measurements and tests).
   std::int64_t put(const std::string& key, const std::string& value);
 

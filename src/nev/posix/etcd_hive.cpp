@@ -158,9 +158,24 @@ Etcd_hive::~Etcd_hive() {
     std::lock_guard<std::mutex> lock(hive_list().mutex);
     hive_list().hives.erase(this);
   }
-  m_stop = true;
-  if (m_watcher != nullptr && m_watcher->joinable()) m_watcher->join();
-  delete m_watcher;
+  if (m_watcher != nullptr) m_stopping.push_back(std::move(m_watcher));
+  for (const auto& watcher : m_stopping) watcher->stop = true;
+  for (const auto& watcher : m_stopping) {
+    if (watcher->thread.joinable()) watcher->thread.join();
+  }
+}
+
+void Etcd_hive::retire() noexcept {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  if (m_watcher == nullptr) return;
+  m_watcher->stop = true;
+  m_live = false;
+  try {
+    m_stopping.push_back(std::move(m_watcher));
+  } catch (const std::bad_alloc&) {
+    m_watcher->thread.detach();  // the hive outlives it: retired hives are kept
+    m_watcher.reset();
+  }
 }
 
 void Etcd_hive::lock_for_fork() {
@@ -172,7 +187,9 @@ void Etcd_hive::unlock_after_fork(bool child) {
   if (child) {
     // The watch thread and the connections are the parent's: none of them
     // is used here, and the mirror is loaded again by a watch of our own.
-    m_watcher = nullptr;
+    static_cast<void>(m_watcher.release());  // their thread objects must not be destroyed here
+    for (auto& watcher : m_stopping) static_cast<void>(watcher.release());
+    m_stopping.clear();
     m_client.forget_connection();
     m_loaded = m_live = false;
     m_mirror.clear();
@@ -209,13 +226,14 @@ void Etcd_hive::fail(const std::string& reason, Nev_status& status) const {
 
 void Etcd_hive::start_watch() {
   if (m_watcher != nullptr) return;
-  m_stop = false;
-  m_watcher = new std::thread([this] { watch_loop(); });
+  auto watcher = std::make_unique<Watcher>();
+  watcher->thread = std::thread([this, self = watcher.get()] { watch_loop(*self); });
+  m_watcher = std::move(watcher);
 }
 
-void Etcd_hive::watch_loop() {
+void Etcd_hive::watch_loop(const Watcher& self) {
   int failures = 0;
-  while (!m_stop) {
+  while (!self.stop) {
     try {
       bool loaded = false;
       std::int64_t from = 0;
@@ -225,34 +243,35 @@ void Etcd_hive::watch_loop() {
         from = m_revision + 1;
       }
       if (!loaded) {
-        load();
+        load(self);
         std::lock_guard<std::mutex> lock(m_mutex);
         from = m_revision + 1;
       }
       m_client.watch(m_prefix, etcd_prefix_end(m_prefix), from,
-                     [this, &failures](const Etcd_watch_message& message) {
+                     [this, &self, &failures](const Etcd_watch_message& message) {
                        failures = 0;
-                       return take(message);
+                       return take(self, message);
                      },
-                     m_stop);
+                     self.stop);
     } catch (const Etcd_error& error) {
       std::lock_guard<std::mutex> lock(m_mutex);
-      m_watch_error = error.what;
+      if (!self.stop) m_watch_error = error.what;
     } catch (const std::exception& error) {
       std::lock_guard<std::mutex> lock(m_mutex);
-      m_watch_error = std::string("a reply of the cluster could not be read: ") + error.what();
+      if (!self.stop) m_watch_error = std::string("a reply of the cluster could not be read: ") + error.what();
     }
     {
       std::lock_guard<std::mutex> lock(m_mutex);
+      if (self.stop) return;
       m_live = false;
     }
     m_changed.notify_all();
     failures = std::min(failures + 1, 10);
-    if (!m_stop) std::this_thread::sleep_for(std::chrono::milliseconds(20 * failures));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20 * failures));
   }
 }
 
-void Etcd_hive::load() {
+void Etcd_hive::load(const Watcher& self) {
   std::map<std::string, Entry> mirror;
   const std::string end = etcd_prefix_end(m_prefix);
   std::string from = m_prefix;
@@ -268,6 +287,7 @@ void Etcd_hive::load() {
     from = kvs.back().key + '\0';
   }
   std::lock_guard<std::mutex> lock(m_mutex);
+  if (self.stop) return;
   if (revision < m_revision) throw Etcd_error{"a member answered with an older revision"};
   m_mirror = std::move(mirror);
   m_revision = revision;
@@ -275,9 +295,10 @@ void Etcd_hive::load() {
   drop_derived();
 }
 
-bool Etcd_hive::take(const Etcd_watch_message& message) {
+bool Etcd_hive::take(const Watcher& self, const Etcd_watch_message& message) {
   {
     std::lock_guard<std::mutex> lock(m_mutex);
+    if (self.stop) return false;
     if (message.compacted) {
       m_loaded = m_live = false;
       return false;
@@ -301,7 +322,7 @@ bool Etcd_hive::take(const Etcd_watch_message& message) {
     if (changed) drop_derived();
   }
   m_changed.notify_all();
-  return !m_stop;
+  return true;
 }
 
 void Etcd_hive::drop_derived() noexcept {
@@ -368,11 +389,39 @@ bool Etcd_hive::write(Hive_body body, Nev_status& status) {
   }
 }
 
+// The conditions of the body's transaction. A subkey entry `k/P/NAME` that
+// the body found is put once, when key C (its id) is created, and deleted
+// only together with C's tree, which also deletes `i/C` and every key below
+// C. So the condition "`i/C` unchanged" on the deepest key a path reached
+// covers every found subkey entry along the path: those need none of their
+// own. A found entry below C (a subkey, or a value, which keeps its own
+// condition) covers `i/C` in turn. So rewriting a value four levels down has
+// one condition, not six. Entries found missing keep theirs: a key or value
+// created meanwhile must fail the transaction.
 std::vector<Etcd_compare> Etcd_hive::collect_compares() const {
+  std::map<std::string, std::int64_t> reads;
+  std::set<Key_id> reached;
+  std::set<Key_id> passed;  // keys with a found entry below them
+  for (const auto& [key, revision] : m_reads) {
+    const bool subkey = starts_with(key, "k/");
+    if (revision != 0 && (subkey || starts_with(key, "v/"))) passed.insert(id_of(key.substr(2)));
+    const auto found = revision == 0 || !subkey ? m_mirror.end() : m_mirror.find(key);
+    if (found == m_mirror.end()) {
+      reads.emplace(key, revision);
+      continue;
+    }
+    reached.insert(id_of(found->second.value));
+  }
+  for (const Key_id id : reached) {
+    if (passed.count(id) != 0) continue;
+    const std::string record = "i/" + hex_id(id);
+    const auto found = m_mirror.find(record);
+    reads.emplace(record, found == m_mirror.end() ? 0 : found->second.mod_revision);
+  }
   std::vector<Etcd_compare> compares;
-  compares.reserve(m_reads.size() + m_ranges.size() + 1);
+  compares.reserve(reads.size() + m_ranges.size() + 1);
   if (m_creating) compares.push_back(Etcd_compare{m_prefix + HEAD, 0, {}});
-  for (const auto& [key, revision] : m_reads) compares.push_back(Etcd_compare{m_prefix + key, revision, {}});
+  for (const auto& [key, revision] : reads) compares.push_back(Etcd_compare{m_prefix + key, revision, {}});
   for (const std::string& prefix : m_ranges) {
     compares.push_back(Etcd_compare{m_prefix + prefix, m_revision + 1, etcd_prefix_end(m_prefix + prefix)});
   }
@@ -391,7 +440,10 @@ std::vector<Etcd_op> Etcd_hive::collect_ops() {
     put(HEAD, HEAD_TAG);
     put(NEXT, std::to_string(m_next_id));
   }
-  put(LAST_WRITE, std::string());
+  // A deletion leaves no key whose mod revision a failed transaction could
+  // read back: `w` records it.
+  const bool deletes = std::any_of(m_changes.begin(), m_changes.end(), [](const auto& c) { return c.second.deleted; });
+  if (deletes) put(LAST_WRITE, std::string());
   std::vector<Etcd_op> ops;
   ops.reserve(m_changes.size());
   for (const auto& [key, change] : m_changes) ops.push_back(Etcd_op{!change.deleted, m_prefix + key, change.value});
@@ -404,9 +456,19 @@ bool Etcd_hive::commit(Nev_status& status, bool& conflict) {
   const std::vector<Etcd_op> ops = collect_ops();
   std::int64_t revision = 0;
   try {
-    if (!m_client.txn(compares, ops, m_prefix + LAST_WRITE, revision)) {
+    if (!m_client.txn(compares, ops, revision)) {
+      // Wait for the newer write first: the newest change to what the
+      // conditions name, or `w` for a deletion. Conditions beyond etcd's
+      // default limit of operations per transaction (128) are covered by
+      // the newest key of the whole hive instead.
+      std::vector<Etcd_span> changed = {Etcd_span{m_prefix + LAST_WRITE, {}}};
+      if (compares.size() < 120) {
+        for (const Etcd_compare& compare : compares) changed.push_back(Etcd_span{compare.key, compare.range_end});
+      } else {
+        changed.push_back(Etcd_span{m_prefix, etcd_prefix_end(m_prefix)});
+      }
       conflict = true;
-      m_acked = std::max(m_acked, revision);  // wait for the newer write first
+      m_acked = std::max(m_acked, m_client.newest(changed));
       return false;
     }
   } catch (const Etcd_error& error) {
@@ -498,7 +560,7 @@ void Etcd_hive::reserve_ids() {
     const std::int64_t seen = kvs.empty() ? 0 : kvs[0].mod_revision;
     std::int64_t revision = 0;
     if (m_client.txn({Etcd_compare{m_prefix + NEXT, seen, {}}}, {Etcd_op{true, m_prefix + NEXT, std::to_string(next + ID_BLOCK)}},
-                     m_prefix + NEXT, revision)) {
+                     revision)) {
       m_block_next = next;
       m_block_end = next + ID_BLOCK;
       return;

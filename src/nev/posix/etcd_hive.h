@@ -8,8 +8,8 @@
 //   h                  the head, "nevhive 1" (format 1): written when the hive
 //                      is created, its presence is what makes the hive exist.
 //   n                  the next key id not yet handed out to any process.
-//   w                  rewritten by every write: its mod revision is that of
-//                      the hive's last write.
+//   w                  rewritten by every write that deletes: a deletion
+//                      leaves no key whose mod revision would show it.
 //   i/ID               a key: its parent's id then its folded name. The five
 //                      predefined roots are the ids 1 to 5, parent 0.
 //   k/PARENT/FOLD      a subkey of PARENT: its id then its name (UTF-16LE).
@@ -33,10 +33,12 @@
 //
 // A write runs its body against the mirror, collecting its changes, and
 // sends them as one transaction on the condition that every key the body
-// read still has the mod revision it read (absent keys still absent) and
+// read still has the mod revision it read (absent keys still absent; found
+// subkey entries through the key they lead to, see collect_compares) and
 // that no key of a range it listed changed after the mirror's revision. A
 // write in between on what the body read makes the transaction fail; the
-// body then runs again once the mirror shows that write (`w`). On success
+// body then runs again once the mirror shows that write (the newest mod
+// revision of what the conditions name, or of `w`). On success
 // the changes reach the mirror through the watch like everyone's, and the
 // next read waits for them: a write is also a barrier, after which this
 // process sees every write committed before it.
@@ -80,6 +82,9 @@ class Etcd_hive final : public Hive {
   const std::string& location() const noexcept override { return m_location; }
   bool read(Hive_body body, Nev_status& status) override;
   bool write(Hive_body body, Nev_status& status) override;
+  // Stops the watch (every watcher costs the cluster work on each write);
+  // the next read or write starts it again.
+  void retire() noexcept override;
   Key_id find_key(Key_id base, const std::u16string& path) override;
   bool find_value(Key_id key, const std::u16string& name, Nev_reg_value& value) override;
   bool key_exists(Key_id key) override;
@@ -106,10 +111,17 @@ class Etcd_hive final : public Hive {
     std::string value;
   };
 
+  // A watch thread and the flag that ends it. A thread whose flag is set
+  // changes nothing in the hive any more (checked under m_mutex).
+  struct Watcher {
+    std::atomic<bool> stop{false};
+    std::thread thread;
+  };
+
   void start_watch();
-  void watch_loop();
-  void load();
-  bool take(const Etcd_watch_message& message);
+  void watch_loop(const Watcher& self);
+  void load(const Watcher& self);
+  bool take(const Watcher& self, const Etcd_watch_message& message);
   bool wait_until_current(std::unique_lock<std::mutex>& lock, Nev_status& status);
   void fail(const std::string& reason, Nev_status& status) const;
   bool commit(Nev_status& status, bool& conflict);
@@ -141,8 +153,11 @@ class Etcd_hive final : public Hive {
   bool m_loaded = false;
   bool m_live = false;
   std::string m_watch_error;
-  std::thread* m_watcher = nullptr;
-  std::atomic<bool> m_stop{false};
+  std::unique_ptr<Watcher> m_watcher;
+  // Watchers told to stop by retire(), joined by the destructor (a watch
+  // notices its flag only at curl's next progress call, up to a second on
+  // an idle stream).
+  std::vector<std::unique_ptr<Watcher>> m_stopping;
 
   // Derived from the mirror, dropped whenever it changes.
   std::unordered_map<std::u16string, Key_id> m_key_cache;

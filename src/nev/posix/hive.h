@@ -79,6 +79,12 @@ class Hive {
   // The counters so far; a kind that keeps none answers zeros. Any thread.
   virtual Hive_counters counters() const noexcept { return {}; }
 
+  // Called once the hive is no longer the one at its location (the
+  // locations were resolved again). Handles may still reach it, so it
+  // stays usable; a hive that keeps a resource for readers only (a watch)
+  // releases it here and takes it again on its next use. Any thread.
+  virtual void retire() noexcept {}
+
   // Where the hive lies, as its location names it (for messages).
   virtual const std::string& location() const noexcept = 0;
 

@@ -150,7 +150,10 @@ const platform::Hive_locations& locations(Location_table& table) {
   if (table.generation != generation) {
     table.locations = platform::current().hive_locations();
     table.generation = generation;
-    for (auto& entry : table.hives) table.retired.insert(std::move(entry.second));
+    for (auto& entry : table.hives) {
+      entry.second->retire();
+      table.retired.insert(std::move(entry.second));
+    }
     table.hives.clear();
   }
   return table.locations;
