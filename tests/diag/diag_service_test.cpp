@@ -327,13 +327,14 @@ TEST(Kovdiag, CatPrintsUtf8AndFiltersOneThread) {
   EXPECT_EQ(kovdiag("frobnicate x").status, 2);
 }
 
+// The file names are not ASCII: on Windows every path of the tool is UTF-16.
 TEST(Kovdiag, FollowSeesGrowthAndMovesToTheNextNumberedFile) {
   Scratch_dir dir;
   kov::Kov_diag_main diag;
-  diag.reset(dir.wpath(), u"f%2.dgn", 1);
+  diag.reset(dir.wpath(), u"f\u00e9%2.dgn", 1);
   diag.write(u"before");
-  auto follower =
-      std::async(std::launch::async, [&] { return kovdiag("follow --lines 6 --for 20 " + dir.file("f00.dgn")); });
+  auto follower = std::async(std::launch::async,
+                             [&] { return kovdiag("follow --lines 6 --for 20 " + dir.file("f\xC3\xA9" "00.dgn")); });
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   diag.write(u"grown");
   diag.close();

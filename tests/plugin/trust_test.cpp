@@ -156,6 +156,18 @@ TEST_F(Trust, KovplugRegistersTheCanonicalAbsolutePath) {
   nev::nev_get_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, kov::PLUGIN_ROOT_KEY, u"Rings\\" + wide(type),
                                 u"ImagePath", stored, status);
   EXPECT_EQ(nev::nev_to_utf8(stored), std::filesystem::canonical(library).string());
+
+  // A folder name that is not ASCII (on Windows the path goes as UTF-16).
+  const std::filesystem::path folder = std::filesystem::path(work_dir()) / std::filesystem::path(u8"\u00e9t\u00e9 \u20ac");
+  std::filesystem::create_directories(folder);
+  std::filesystem::copy_file(library, folder / library.filename(), std::filesystem::copy_options::overwrite_existing);
+  const std::u8string copy = (folder / library.filename()).u8string();
+  ASSERT_EQ(run_command(std::string(KOVPLUG_PATH) + " register Accents " + type + " \"" +
+                            std::string(copy.begin(), copy.end()) + "\"", &output), 0) << output;
+  nev::nev_get_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, kov::PLUGIN_ROOT_KEY, u"Accents\\" + wide(type),
+                                u"ImagePath", stored, status);
+  const std::u8string canonical = std::filesystem::canonical(folder / library.filename()).u8string();
+  EXPECT_EQ(nev::nev_to_utf8(stored), std::string(canonical.begin(), canonical.end()));
   EXPECT_NE(run_command(std::string(KOVPLUG_PATH) + " register Rings " + type + " " + work_dir() + "/none.so", &output),
             0);
   EXPECT_NE(output.find("none.so"), std::string::npos) << output;

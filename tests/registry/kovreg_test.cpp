@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <tuple>
 
 #include "hive_fixture.h"
 #include "nev/platform.h"
@@ -413,4 +414,58 @@ TEST_F(Hive_test, KovregWalksTheDeepestTreeAndRefusesDeeperFiles) {
   EXPECT_NE(outcome.output.find("is 513 levels deep, where at most 512 are allowed"), std::string::npos)
       << outcome.output.substr(0, 400);
   EXPECT_EQ(kovreg("query HKLM\\Shallow").code, 1);
+}
+
+// Files go both ways between kovreg and the Windows registry editor: what
+// kovreg exports, the editor imports (/S) with every value intact; what the
+// editor exports (/E) from there, kovreg imports with every value intact.
+// The file names are not ASCII: kovreg takes its arguments and opens its
+// files in UTF-16, as the editor does.
+TEST_F(Hive_test, KovregAndTheWindowsEditorReadEachOthersFiles) {
+#ifndef _WIN32
+  GTEST_SKIP() << "the Windows registry editor runs on Windows (in CI, under Wine)";
+#else
+  const std::u16string key = u"Software\\KovEditor" + nev_from_utf8(std::to_string(kov_test::process_id()));
+  const std::string key_text = "HKEY_LOCAL_MACHINE\\" + nev_to_utf8(key);
+  std::vector<std::uint8_t> binary(3000);
+  for (std::size_t i = 0; i < binary.size(); ++i) binary[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+  const std::vector<std::tuple<std::u16string, std::uint32_t, std::vector<std::uint8_t>>> values = {
+      {u"", NEV_REG_SZ, string_data(u"d\u00e9faut")},
+      {u"Text \u00e9t\u00e9", NEV_REG_SZ, string_data(u"\u20ac \u65e5\u672c \U0001F600 \"q\" back\\slash")},
+      {u"Lines", NEV_REG_SZ, string_data(u"one\ntwo\r\nthree")},
+      {u"Number", NEV_REG_DWORD, {0xcd, 0xab, 0, 0}},
+      {u"Quad", NEV_REG_QWORD, {1, 2, 3, 4, 5, 6, 7, 8}},
+      {u"Expand", NEV_REG_EXPAND_SZ, string_data(u"%PATH%\\\u00e9t\u00e9")},
+      {u"Multi", NEV_REG_MULTI_SZ, string_data(std::u16string(u"a\0\u00e9t\u00e9\0", 5))},
+      {u"None", NEV_REG_NONE, {}},
+      {u"Binary", NEV_REG_BINARY, binary},
+      {u"Other", 0x4242, {1, 2}},
+  };
+  for (const auto& [name, type, data] : values) set_value(key, name, type, data);
+  set_value(key + u"\\Child", u"Empty", NEV_REG_SZ, string_data(u""));
+  const std::string original = dump(hive(), key);
+  auto remove_key = [&] {
+    Nev_status status;
+    nev_delete_reg_tree(NEV_HKEY_LOCAL_MACHINE, key, status);
+    ASSERT_TRUE(status.ok()) << nev_to_utf8(nev_status_text(status));
+  };
+  const std::string ours = nev_to_utf8(kov_test::native_separators(nev_from_utf8(folder() + "/kovreg-\xC3\xA9t\xC3\xA9-\xE2\x82\xAC.reg")));
+  const std::string theirs = nev_to_utf8(kov_test::native_separators(nev_from_utf8(folder() + "/\xE6\x97\xA5\xE6\x9C\xAC.reg")));
+
+  Outcome outcome = kovreg("export " + key_text + " " + ours);
+  ASSERT_EQ(outcome.code, 0) << outcome.output;
+  remove_key();
+  std::string output;
+  ASSERT_EQ(kov_test::run_program("regedit", {"/S", ours}, "", &output), 0) << output;
+  EXPECT_EQ(dump(hive(), key), original) << "imported by the editor";
+
+  ASSERT_EQ(kov_test::run_program("regedit", {"/E", theirs, key_text}, "", &output), 0) << output;
+  remove_key();
+  outcome = kovreg("import " + theirs);
+  ASSERT_EQ(outcome.code, 0) << outcome.output;
+  const std::string file = read_file(theirs);
+  EXPECT_EQ(dump(hive(), key), original)
+      << "exported by the editor:\n" << nev_to_utf8(nev_from_utf16le(file.data(), file.size(), false));
+  remove_key();
+#endif
 }

@@ -5,9 +5,16 @@
 // definition, found with dlsym. Until it is found (while the process starts)
 // they copy byte by byte through volatile pointers, which the compiler
 // cannot turn back into a call of themselves.
+//
+// Windows binds each DLL to the functions it imports when it is built, so
+// there no definition of the program reaches the DLLs: copies are not
+// counted at all, and allocations only where the program's own code (the
+// templates it instantiates, the static libraries it links) makes them.
 #include "copy_counter.h"
 
+#ifndef _WIN32
 #include <dlfcn.h>
+#endif
 
 #include <atomic>
 #include <cstdlib>
@@ -16,10 +23,18 @@
 
 namespace {
 
-using Copy = void* (*)(void*, const void*, std::size_t);
-
 std::atomic<std::size_t> g_copied{0};
 std::atomic<std::size_t> g_allocated{0};
+
+void* counted_new(std::size_t size) {
+  g_allocated += size;
+  if (void* block = std::malloc(size == 0 ? 1 : size)) return block;
+  throw std::bad_alloc();
+}
+
+#ifndef _WIN32
+using Copy = void* (*)(void*, const void*, std::size_t);
+
 std::atomic<Copy> g_memcpy{nullptr};
 std::atomic<Copy> g_memmove{nullptr};
 
@@ -39,13 +54,11 @@ __attribute__((constructor)) void find_copies() {
   g_memmove = reinterpret_cast<Copy>(::dlsym(RTLD_NEXT, "memmove"));
 }
 
-void* counted_new(std::size_t size) {
-  g_allocated += size;
-  if (void* block = std::malloc(size == 0 ? 1 : size)) return block;
-  throw std::bad_alloc();
-}
+#endif
 
 }  // namespace
+
+#ifndef _WIN32
 
 extern "C" void* memcpy(void* to, const void* from, std::size_t size) {
   g_copied += size;
@@ -58,6 +71,7 @@ extern "C" void* memmove(void* to, const void* from, std::size_t size) {
   const Copy next = g_memmove.load(std::memory_order_relaxed);
   return next != nullptr ? next(to, from, size) : copy_bytes(to, from, size);
 }
+#endif
 
 void* operator new(std::size_t size) { return counted_new(size); }
 void* operator new[](std::size_t size) { return counted_new(size); }

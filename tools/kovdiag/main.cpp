@@ -21,7 +21,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -160,10 +159,23 @@ int command_cat(const Arguments& arguments) {
   return 0;
 }
 
+// The size of the file at `path`, 0 when it cannot be opened. Through
+// Nev_file, whose paths are UTF-16 on Windows, like every path of the tool.
 std::uint64_t file_size(const std::string& path) {
-  std::error_code error;
-  const auto size = std::filesystem::file_size(path, error);
-  return error ? 0 : size;
+  nev::Nev_file file;
+  nev::Nev_status status;
+  file.open(nev::nev_from_utf8(path), nev::NEV_FILE_OPEN_EXISTING, nev::NEV_FILE_READ, 0,
+            nev::NEV_FILE_SHARE_READ_WRITE, status);
+  const std::uint64_t size = status.ok() ? file.size(status) : 0;
+  return status.ok() ? size : 0;
+}
+
+bool file_exists(const std::string& path) {
+  nev::Nev_file file;
+  nev::Nev_status status;
+  file.open(nev::nev_from_utf8(path), nev::NEV_FILE_OPEN_EXISTING, nev::NEV_FILE_READ, 0,
+            nev::NEV_FILE_SHARE_READ_WRITE, status);
+  return status.ok();
 }
 
 int command_follow(const Arguments& arguments) {
@@ -195,7 +207,7 @@ int command_follow(const Arguments& arguments) {
     read_from(current, offset, decoder, printer, limit, status);  // a missing file may appear later
     if (offset != before) continue;
     const std::string next = kovdiag::next_numbered_path(current);
-    if (!next.empty() && std::filesystem::exists(next)) {
+    if (!next.empty() && file_exists(next)) {
       current = next;
       offset = 0;
       decoder = kovdiag::Line_decoder();

@@ -176,16 +176,26 @@ int register_plugin(const Arguments& args) {
     numbers.emplace_back(u"ImplementationVersion", version_option(args, "--implementation", 0));
   // The library is stored by its canonical absolute path: creation loads
   // nothing by a relative one.
+  // The argument is UTF-8; a Windows path is UTF-16 (a narrow one would be
+  // taken in the ANSI code page).
   std::error_code error;
+#ifdef _WIN32
+  const std::u16string given = nev::nev_from_utf8(args.positional[2]);
+  const std::filesystem::path library =
+      std::filesystem::canonical(std::filesystem::path(reinterpret_cast<const wchar_t*>(given.c_str())), error);
+  const std::wstring wide = library.wstring();
+  const std::u16string library_text(wide.begin(), wide.end());
+#else
   const std::filesystem::path library = std::filesystem::canonical(args.positional[2], error);
+  const std::u16string library_text = nev::nev_from_utf8(library.string());
+#endif
   nev::Nev_status status;
   if (error) {
     status.assign(nev::NEV_E_FILE_OPEN, nev::Nev_wstring_status_arg(nev::nev_from_utf8(args.positional[2])),
                   nev::Nev_wstring_status_arg(nev::nev_from_utf8(error.message())));
     return fail(status);
   }
-  nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", u"ImagePath",
-                                nev::nev_from_utf8(library.string()), status);
+  nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", u"ImagePath", library_text, status);
   if (status.ok() && args.options.count("--display-name"))
     nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", u"DisplayName",
                                   nev::nev_from_utf8(args.options.at("--display-name")), status);

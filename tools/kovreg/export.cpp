@@ -1,8 +1,5 @@
 // kovreg export: writes a key with everything below it as a .reg file.
-#include <cerrno>
 #include <cstdint>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 #include <vector>
 
@@ -30,23 +27,6 @@ bool gather(const Key& key, std::vector<Export_key>& keys, Nev_status& status) {
   });
 }
 
-bool write_file(const std::string& path, const std::string& bytes, Nev_status& status) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  if (!file) {
-    status.assign(NEV_E_FILE_OPEN, Nev_wstring_status_arg(nev_from_utf8(path)),
-                  Nev_wstring_status_arg(nev_from_utf8(std::strerror(errno))));
-    return false;
-  }
-  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  if (!file) {
-    status.assign(NEV_E_FILE_WRITE, Nev_wstring_status_arg(nev_from_utf8(path)),
-                  Nev_wstring_status_arg(nev_from_utf8(std::strerror(errno))));
-    return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 int export_key(Registry& registry, const Options& options) {
@@ -68,7 +48,7 @@ int export_key(Registry& registry, const Options& options) {
     status.assign(NEV_E_FILE_WRITE, Nev_wstring_status_arg(nev_from_utf8(path)), Nev_wstring_status_arg(problem));
     return report(status);
   }
-  if (!options.force && std::ifstream(path).good() && !confirm("The file " + path + " exists, overwrite")) {
+  if (!options.force && file_exists(path) && !confirm("The file " + path + " exists, overwrite")) {
     std::cout << "The operation was cancelled.\n";
     return 1;
   }

@@ -1,9 +1,5 @@
 // kovreg import: applies a .reg file, all of it or nothing.
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <vector>
 
 #include "nev/codes.h"
@@ -17,22 +13,6 @@ using namespace nev;
 namespace kovreg {
 
 namespace {
-
-bool read_file(const std::string& path, std::string& bytes, Nev_status& status) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    status.assign(NEV_E_FILE_OPEN, Nev_wstring_status_arg(nev_from_utf8(path)),
-                  Nev_wstring_status_arg(nev_from_utf8(std::strerror(errno))));
-    return false;
-  }
-  bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  if (file.bad()) {
-    status.assign(NEV_E_FILE_READ, Nev_wstring_status_arg(nev_from_utf8(path)),
-                  Nev_wstring_status_arg(u"the file could not be read to its end"));
-    return false;
-  }
-  return true;
-}
 
 // The changes the file at `path` asks for; false with the file, line and
 // reason in `status` for a file that is not valid.

@@ -1,7 +1,9 @@
 // What kovreg's commands share; see tool.h.
+#include <algorithm>
 #include <iostream>
 
 #include "nev/codes.h"
+#include "nev/file.h"
 #include "nev/registry.h"
 #include "nev/status.h"
 #include "nev/strings.h"
@@ -12,6 +14,43 @@ using namespace nev;
 namespace kovreg {
 
 void print(const std::u16string& text) { std::cout << nev_to_utf8(text); }
+
+// Through Nev_file, whose paths are UTF-16: on Windows a path in the ANSI
+// code page could not name every file.
+bool read_file(const std::string& path, std::string& bytes, Nev_status& status) {
+  Nev_file file;
+  file.open(nev_from_utf8(path), NEV_FILE_OPEN_EXISTING, NEV_FILE_READ, 0, NEV_FILE_SHARE_READ, status);
+  bytes.clear();
+  char buffer[1 << 16];
+  while (status.ok()) {
+    const std::uint32_t count = file.read(buffer, sizeof buffer, status);
+    if (count == 0) break;
+    bytes.append(buffer, count);
+  }
+  return status.ok();
+}
+
+bool write_file(const std::string& path, const std::string& bytes, Nev_status& status) {
+  Nev_file file;
+  file.open(nev_from_utf8(path), NEV_FILE_CREATE_ALWAYS, NEV_FILE_WRITE, 0, NEV_FILE_SHARE_READ, status);
+  for (std::size_t done = 0; status.ok() && done < bytes.size();) {
+    const auto chunk = static_cast<std::uint32_t>(std::min<std::size_t>(bytes.size() - done, 1u << 30));
+    const std::uint32_t written = file.write(bytes.data() + done, chunk, status);
+    if (status.ok() && written == 0) {
+      status.assign(NEV_E_FILE_WRITE, Nev_wstring_status_arg(nev_from_utf8(path)),
+                    Nev_wstring_status_arg(u"the file took no more bytes"));
+    }
+    done += written;
+  }
+  return status.ok();
+}
+
+bool file_exists(const std::string& path) {
+  Nev_file file;
+  Nev_status status;
+  file.open(nev_from_utf8(path), NEV_FILE_OPEN_EXISTING, NEV_FILE_READ, 0, NEV_FILE_SHARE_READ_WRITE, status);
+  return status.ok();
+}
 
 // A failure for people: every code of the status as its message.
 int report(const Nev_status& status) {

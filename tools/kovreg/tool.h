@@ -29,6 +29,13 @@ void print_value(const nev::Nev_reg_value& value);
 // The UTF-16 units of little-endian data bytes (an odd last byte is left out).
 std::u16string units_of(const std::vector<std::uint8_t>& data);
 
+// Files named on the command line (UTF-8 text; wide paths on Windows): the
+// whole content read, or written over; false with the path and reason in
+// `status`.
+bool read_file(const std::string& path, std::string& bytes, nev::Nev_status& status);
+bool write_file(const std::string& path, const std::string& bytes, nev::Nev_status& status);
+bool file_exists(const std::string& path);
+
 // The registry the command works on: this machine's or a named one's.
 class Registry {
  public:
