@@ -69,6 +69,33 @@ void BM_kov_trace_file(benchmark::State& state) {
 }
 BENCHMARK(BM_kov_trace_file)->Threads(1)->Threads(2)->UseRealTime();
 
+// Lines whose message is 16 B, 1 KiB or 64 KiB of UTF-16 (8, 512 or 32,768
+// characters), beside one write(2) of the same line length: the cost should
+// grow with the bytes as the write's does. The large lines run a fixed
+// number of times, so that the file stays within some hundred megabytes.
+void BM_kov_trace_size(benchmark::State& state) {
+  kov::Kov_diag_main& diag = enabled_diag();
+  kov::Kov_diag_trace scope(u"bench", 1, diag);
+  const std::u16string message(static_cast<std::size_t>(state.range(0)) / 2, u'm');
+  for (auto _ : state) scope.trace(u"%s", message.c_str());
+  state.SetBytesProcessed(state.iterations() * (state.range(0) + (LINE_CHARACTERS - 63) * 2));
+}
+BENCHMARK(BM_kov_trace_size)->Arg(16)->Arg(1024);
+BENCHMARK(BM_kov_trace_size)->Arg(65536)->Iterations(2000);
+
+void BM_raw_write_size(benchmark::State& state) {
+  static const int fd = [] {
+    const auto path = bench_dir() / "raw-size.dgn";
+    std::filesystem::remove(path);
+    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+  }();
+  const std::string line(static_cast<std::size_t>(state.range(0)) + (LINE_CHARACTERS - 63) * 2, 'x');
+  for (auto _ : state) benchmark::DoNotOptimize(::write(fd, line.data(), line.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(line.size()));
+}
+BENCHMARK(BM_raw_write_size)->Arg(16)->Arg(1024);
+BENCHMARK(BM_raw_write_size)->Arg(65536)->Iterations(2000);
+
 // ---- the floor: one write(2) per line under a mutex -----------------------------
 
 void BM_raw_write_floor(benchmark::State& state) {

@@ -9,15 +9,29 @@
 // - BM_set/etcd and BM_set/sqlite: one value written and acknowledged;
 //   BM_raw_put: one raw put request, to a key nobody watches and to one the
 //   hive watches; BM_raw_txn: the transaction of BM_set/etcd, sent raw;
+// The growth of costs, on both kinds of hive (the last argument: 0 etcd,
+// 1 SQLite):
 // - BM_key_of/N: in a key with N values (10, 1,000, 50,000), one value read
 //   warm, one value written, and all values listed;
 // - BM_tree: in a tree of 100,000 keys, a warm read below it, a write in it,
-//   and the cold start of a process (the mirror loaded from the cluster).
+//   and the cold start of a process (for etcd, the mirror loaded);
+// - BM_writers/P: one value written while P - 1 other processes write
+//   values of their own into the same hive as fast as they can.
 #include <benchmark/benchmark.h>
 
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
+#include <map>
 #include <memory>
+#include <new>
 #include <string>
+#include <vector>
 
 #include "etcd_cluster.h"
 #include "nev/platform.h"
@@ -40,13 +54,14 @@ test_support::Etcd_cluster& cluster() {
   return one;
 }
 
-std::string sqlite_hive() {
-  static const std::string path = [] {
+// A hive file `name` in this run's temporary folder.
+std::string sqlite_hive(const std::string& name = "hive") {
+  static const std::string folder = [] {
     std::string pattern = "/tmp/nev-bench-etcd-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    return pattern + "/hive.db";
+    return pattern;
   }();
-  return path;
+  return folder + "/" + name + ".db";
 }
 
 void check(const Nev_status& status) {
@@ -135,12 +150,22 @@ BENCHMARK(BM_raw_txn);
 
 // ---- growth --------------------------------------------------------------------------
 
-std::u16string number_name(long n) { return u"v" + nev_from_utf8(std::to_string(n)); }
+// "v" and the number (appended, not concatenated: g++ 12 warns wrongly about
+// operator+ on a temporary string at -O2).
+std::u16string number_name(long n, char letter = 'v') {
+  std::string text(1, letter);
+  text += std::to_string(n);
+  return nev_from_utf8(text);
+}
+
+// The location of hive `name` of kind `kind` (0 etcd, 1 SQLite).
+std::string hive_of(long kind, const std::string& name) { return kind == 0 ? etcd_hive(name) : sqlite_hive(name); }
+const char* kind_name(long kind) { return kind == 0 ? "etcd" : "sqlite"; }
 
 // A hive whose key "Big" holds `count` DWORD values, written in batches.
-std::string hive_with_values(long count) {
-  const std::string prefix = "values-" + std::to_string(count);
-  use(etcd_hive(prefix));
+std::string hive_with_values(long count, long kind) {
+  const std::string location = hive_of(kind, "values-" + std::to_string(count));
+  use(location);
   std::vector<Nev_reg_change> batch;
   Nev_status status;
   for (long i = 0; i < count; ++i) {
@@ -151,14 +176,14 @@ std::string hive_with_values(long count) {
       batch.clear();
     }
   }
-  return etcd_hive(prefix);
+  return location;
 }
 
 void BM_key_of(benchmark::State& state) {
-  const long count = state.range(0);
-  static std::map<long, std::string> made;
-  if (!made.count(count)) made[count] = hive_with_values(count);
-  use(made[count]);
+  const long count = state.range(0), kind = state.range(2);
+  static std::map<std::pair<long, long>, std::string> made;
+  if (!made.count({count, kind})) made[{count, kind}] = hive_with_values(count, kind);
+  use(made[{count, kind}]);
   Nev_status status;
   Nev_reg_value value;
   std::vector<Nev_reg_value> all;
@@ -170,35 +195,35 @@ void BM_key_of(benchmark::State& state) {
     if (what == 2) nev_enum_reg_values(HKLM, u"Big", all, status);
   }
   check(status);
-  state.SetLabel(what == 0 ? "read one" : what == 1 ? "write one" : "list all");
+  state.SetLabel(std::string(kind_name(kind)) + (what == 0 ? " read one" : what == 1 ? " write one" : " list all"));
 }
-BENCHMARK(BM_key_of)->ArgsProduct({{10, 1000, 50000}, {0, 1, 2}})->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_key_of)->ArgsProduct({{10, 1000, 50000}, {0, 1, 2}, {0, 1}})->Unit(benchmark::kMicrosecond);
 
 // A hive holding Tree\G<i / 1000>\K<i> for 100,000 keys.
-const std::string& tree_hive() {
-  static const std::string location = [] {
-    use(etcd_hive("tree"));
-    std::vector<Nev_reg_change> batch;
-    Nev_status status;
-    for (long i = 0; i < 100000; ++i) {
-      const std::u16string key = u"Tree\\G" + nev_from_utf8(std::to_string(i / 1000)) + u"\\K" +
-                                 nev_from_utf8(std::to_string(i));
-      batch.push_back({Nev_reg_change::CREATE_KEY, HKLM, key, {}});
-      if (batch.size() == 500) {
-        nev_apply_reg_changes(batch, status);
-        check(status);
-        batch.clear();
-      }
+const std::string& tree_hive(long kind) {
+  static std::map<long, std::string> made;
+  if (made.count(kind)) return made[kind];
+  const std::string location = hive_of(kind, "tree");
+  use(location);
+  std::vector<Nev_reg_change> batch;
+  Nev_status status;
+  for (long i = 0; i < 100000; ++i) {
+    const std::u16string key = u"Tree\\G" + nev_from_utf8(std::to_string(i / 1000)) + u"\\K" +
+                               nev_from_utf8(std::to_string(i));
+    batch.push_back({Nev_reg_change::CREATE_KEY, HKLM, key, {}});
+    if (batch.size() == 500) {
+      nev_apply_reg_changes(batch, status);
+      check(status);
+      batch.clear();
     }
-    return etcd_hive("tree");
-  }();
-  return location;
+  }
+  return made[kind] = location;
 }
 
 void BM_tree(benchmark::State& state) {
-  use(tree_hive());
+  const long what = state.range(0), kind = state.range(1);
+  use(tree_hive(kind));
   Nev_status status;
-  const long what = state.range(0);
   long n = 0;
   std::u16string text;
   for (auto _ : state) {
@@ -206,19 +231,71 @@ void BM_tree(benchmark::State& state) {
     if (what == 1) nev_set_reg_uint_value(HKLM, u"Tree\\G50\\K50000", u"", u"n", static_cast<std::uint32_t>(++n), status);
     if (what == 2) {
       // A location this process has not used yet is a hive object of its
-      // own, which loads the whole prefix before its first answer.
+      // own, which (for etcd) loads the whole prefix before its first answer.
       state.PauseTiming();
-      ::setenv("NEV_REGISTRY", (tree_hive() + std::string(static_cast<std::size_t>(++n), '/')).c_str(), 1);
+      // The same hive under another spelling: slashes after an etcd
+      // prefix, before an absolute file path.
+      std::string again = tree_hive(kind);
+      if (kind == 0) {
+        again.append(static_cast<std::size_t>(++n), '/');
+      } else {
+        again.insert(0, static_cast<std::size_t>(++n), '/');
+      }
+      ::setenv("NEV_REGISTRY", again.c_str(), 1);
       nev::platform::reset_hive_locations();
       state.ResumeTiming();
       nev_get_reg_string_value(HKLM, KEY, u"", u"Name", text, status);
     }
   }
   check(status);
-  state.SetLabel(what == 0 ? "read warm" : what == 1 ? "write one" : "cold start");
+  state.SetLabel(std::string(kind_name(kind)) + (what == 0 ? " read warm" : what == 1 ? " write one" : " cold start"));
 }
-BENCHMARK(BM_tree)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_tree)->Arg(2)->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_tree)->ArgsProduct({{0, 1}, {0, 1}})->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_tree)->ArgsProduct({{2}, {0, 1}})->Iterations(3)->Unit(benchmark::kMillisecond);
+
+// One value written by this process while `writers` - 1 others write
+// values of their own into the same hive without pause. The time is this
+// process's write (what one writer waits among the others); the counter
+// "all_writes" is every process's writes a second together (writes go one
+// at a time, so it should stay level as writers are added).
+void BM_writers(benchmark::State& state) {
+  const long writers = state.range(0), kind = state.range(1);
+  const std::string location = hive_of(kind, "writers");
+  use(location);
+  auto* counted = static_cast<std::atomic<std::uint64_t>*>(
+      ::mmap(nullptr, sizeof(std::atomic<std::uint64_t>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  if (counted == MAP_FAILED) std::abort();
+  new (counted) std::atomic<std::uint64_t>(0);
+  std::vector<pid_t> others;
+  for (long w = 1; w < writers; ++w) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+      const std::u16string name = number_name(w, 'w');
+      Nev_status status;
+      for (std::uint32_t n = 0;; ++n) {
+        nev_set_reg_uint_value(HKLM, u"Writers", u"", name, n, status);
+        if (status.ok()) counted->fetch_add(1, std::memory_order_relaxed);
+      }
+    }
+    others.push_back(pid);
+  }
+  Nev_status status;
+  std::uint32_t n = 0;
+  const auto start = std::chrono::steady_clock::now();
+  const std::uint64_t before = counted->load();
+  for (auto _ : state) nev_set_reg_uint_value(HKLM, u"Writers", u"", u"w0", ++n, status);
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const std::uint64_t theirs = counted->load() - before;
+  for (const pid_t pid : others) {
+    ::kill(pid, SIGKILL);
+    ::waitpid(pid, nullptr, 0);
+  }
+  ::munmap(counted, sizeof(std::atomic<std::uint64_t>));
+  check(status);
+  state.counters["all_writes"] = static_cast<double>(theirs + state.iterations()) / seconds;
+  state.SetLabel(kind_name(kind));
+}
+BENCHMARK(BM_writers)->ArgsProduct({{1, 2, 4, 8}, {0, 1}})->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

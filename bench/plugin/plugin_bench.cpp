@@ -8,10 +8,14 @@
 //   bench_plugin --benchmark_repetitions=10 --benchmark_report_aggregates_only=true
 #include <benchmark/benchmark.h>
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "kov/plugin.h"
 #include "nev/library.h"
@@ -95,27 +99,71 @@ void BM_registry_read(benchmark::State& state) {
   if (!status.ok()) state.SkipWithError("read failed");
 }
 
+// Creation while N plug-ins are registered, each with a library file of its
+// own (copies of the sample, made once): objects are created from each in
+// turn, so the library cache holds N libraries. It should cost the same at
+// 1 and at 100.
+std::vector<std::u16string> registered_copies(long count) {
+  static std::map<long, std::vector<std::u16string>> made;
+  if (made.count(count)) return made[count];
+  std::string folder = (std::filesystem::temp_directory_path() / "kov-bench-plugins-XXXXXX").string();
+  if (::mkdtemp(folder.data()) == nullptr) std::abort();
+  std::u16string type_text;
+  kov::kov_type_to_string(kovsample::CIRCLE_TYPE, type_text);
+  std::vector<std::u16string> names;
+  nev::Nev_status status;
+  for (long i = 0; i < count; ++i) {
+    const std::string copy = folder + "/shapes" + std::to_string(i) + ".so";
+    std::filesystem::copy_file(SHAPES_PATH, copy);
+    names.push_back(nev::nev_from_utf8("BenchCopy" + std::to_string(count) + "_" + std::to_string(i)));
+    const std::u16string key = kov::kov_make_path(kov::PLUGIN_ROOT_KEY, names.back(), type_text);
+    nev::nev_set_reg_string_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", u"ImagePath", nev::nev_from_utf8(copy),
+                                  status);
+    nev::nev_set_reg_uint_value(nev::NEV_HKEY_LOCAL_MACHINE, key, u"", u"LibraryVersion", 0x40000, status);
+  }
+  if (!status.ok()) std::abort();
+  return made[count] = names;
+}
+
+void BM_create_among(benchmark::State& state) {
+  const std::vector<std::u16string> names = registered_copies(state.range(0));
+  const kov::Kov_plugin_deallocator deallocator;
+  nev::Nev_status status;
+  std::size_t next = 0;
+  for (auto _ : state) {
+    gan::Gan_base* object = nullptr;
+    kov::kov_plugin_create_instance(names[next], kovsample::CIRCLE_TYPE, 0, 0, object, status);
+    if (object == nullptr) {
+      state.SkipWithError(nev::nev_to_utf8(nev::nev_status_text(status)).c_str());
+      break;
+    }
+    deallocator.deallocate(object);
+    next = next + 1 == names.size() ? 0 : next + 1;
+  }
+}
+
 BENCHMARK(BM_factory_floor);
 BENCHMARK(BM_registry_read);
 BENCHMARK(BM_create_instance);
 BENCHMARK(BM_create_instance_with_versions);
+BENCHMARK(BM_create_among)->Arg(1)->Arg(100);
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string hive;
+  // A folder of this run's own: the hive may not lie in a folder that others
+  // may write, such as /tmp itself.
+  std::string folder;
   if (std::getenv("NEV_REGISTRY") == nullptr) {
-    hive = (std::filesystem::temp_directory_path() / "kov-bench-plugin.db").string();
-    std::filesystem::remove(hive);
-    ::setenv("NEV_REGISTRY", hive.c_str(), 1);
+    folder = (std::filesystem::temp_directory_path() / "kov-bench-plugin-XXXXXX").string();
+    if (::mkdtemp(folder.data()) == nullptr) return 1;
+    ::setenv("NEV_REGISTRY", (folder + "/hive.db").c_str(), 1);
   }
   ::unsetenv("KOVSAMPLE_LOG");  // the sample's event log would dominate
   register_sample();
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
-  if (!hive.empty()) {
-    for (const char* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(hive + suffix);
-  }
+  if (!folder.empty()) std::filesystem::remove_all(folder);
   return 0;
 }

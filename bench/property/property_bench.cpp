@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
+#include <vector>
 
 #include "kov/property.h"
 #include "kov/property_list.h"
@@ -126,5 +127,47 @@ void BM_replace_many_tokens(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size() * sizeof(char16_t)));
 }
 BENCHMARK(BM_replace_many_tokens)->RangeMultiplier(4)->Range(1 << 12, 300000)->Complexity(benchmark::oN);
+
+// ---- growth with the list ---------------------------------------------------
+
+// Lists of 10, 1,000 and 100,000 properties: ten named entries moved to
+// another list and back (kov_extract_list), and a template of ten tokens
+// filled from the list (kov_replace_tokens). Both look names up by a scan
+// of the list, so both grow linearly with its size.
+std::vector<std::u16string> ten_names(int count) {
+  std::vector<std::u16string> names;
+  for (int i = 0; i < 10; ++i) names.push_back(entry_name(static_cast<int>((static_cast<long>(count) * i) / 10)));
+  return names;
+}
+
+void BM_extract_from_list(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  Kov_property_list source = filled_list(count);
+  Kov_property_list taken(true);
+  nev::Nev_object_vector<std::u16string> names;
+  for (const std::u16string& name : ten_names(count)) names.push_back(new std::u16string(name));
+  for (auto _ : state) {
+    kov::kov_extract_list(source, taken, names);
+    kov::kov_extract_list(taken, source, names);
+  }
+  if (source.size() != static_cast<std::size_t>(count)) state.SkipWithError("entries were lost");
+  state.SetComplexityN(count);
+}
+BENCHMARK(BM_extract_from_list)->Arg(10)->Arg(1000)->Arg(100000)->Complexity(benchmark::oN);
+
+void BM_replace_tokens_from_list(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  const Kov_property_list list = filled_list(count);
+  std::u16string text;
+  for (const std::u16string& name : ten_names(count)) text += u"The value of " + name + u" is %" + name + u"%. ";
+  std::u16string out;
+  nev::Nev_status status;
+  for (auto _ : state) {
+    kov::kov_replace_tokens(text, list, out, status);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetComplexityN(count);
+}
+BENCHMARK(BM_replace_tokens_from_list)->Arg(10)->Arg(1000)->Arg(100000)->Complexity(benchmark::oN);
 
 }  // namespace
