@@ -467,8 +467,8 @@ bool Etcd_hive::commit(Nev_status& status, bool& conflict) {
       } else {
         changed.push_back(Etcd_span{m_prefix, etcd_prefix_end(m_prefix)});
       }
+      m_acked = std::max(m_acked, m_client.newest(changed));  // may throw: then no conflict but a failure
       conflict = true;
-      m_acked = std::max(m_acked, m_client.newest(changed));
       return false;
     }
   } catch (const Etcd_error& error) {
