@@ -158,24 +158,27 @@ Etcd_hive::~Etcd_hive() {
     std::lock_guard<std::mutex> lock(hive_list().mutex);
     hive_list().hives.erase(this);
   }
-  if (m_watcher != nullptr) m_stopping.push_back(std::move(m_watcher));
-  for (const auto& watcher : m_stopping) watcher->stop = true;
+  if (m_watcher != nullptr) {
+    m_watcher->stop = true;
+    if (m_watcher->thread.joinable()) m_watcher->thread.join();
+  }
   for (const auto& watcher : m_stopping) {
-    if (watcher->thread.joinable()) watcher->thread.join();
+    while (!watcher->done) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }
 
 void Etcd_hive::retire() noexcept {
   std::lock_guard<std::mutex> lock(m_mutex);
   if (m_watcher == nullptr) return;
+  try {
+    m_stopping.reserve(m_stopping.size() + 1);
+  } catch (const std::bad_alloc&) {
+    return;  // no room to keep it until it is done: it keeps watching
+  }
   m_watcher->stop = true;
   m_live = false;
-  try {
-    m_stopping.push_back(std::move(m_watcher));
-  } catch (const std::bad_alloc&) {
-    m_watcher->thread.detach();  // the hive outlives it: retired hives are kept
-    m_watcher.reset();
-  }
+  m_watcher->thread.detach();
+  m_stopping.push_back(std::move(m_watcher));
 }
 
 void Etcd_hive::lock_for_fork() {
@@ -227,7 +230,10 @@ void Etcd_hive::fail(const std::string& reason, Nev_status& status) const {
 void Etcd_hive::start_watch() {
   if (m_watcher != nullptr) return;
   auto watcher = std::make_unique<Watcher>();
-  watcher->thread = std::thread([this, self = watcher.get()] { watch_loop(*self); });
+  watcher->thread = std::thread([this, self = watcher.get()] {
+    watch_loop(*self);
+    self->done = true;
+  });
   m_watcher = std::move(watcher);
 }
 

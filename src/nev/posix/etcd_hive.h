@@ -112,9 +112,11 @@ class Etcd_hive final : public Hive {
   };
 
   // A watch thread and the flag that ends it. A thread whose flag is set
-  // changes nothing in the hive any more (checked under m_mutex).
+  // changes nothing in the hive any more (checked under m_mutex); `done` is
+  // its last act.
   struct Watcher {
     std::atomic<bool> stop{false};
+    std::atomic<bool> done{false};
     std::thread thread;
   };
 
@@ -154,9 +156,10 @@ class Etcd_hive final : public Hive {
   bool m_live = false;
   std::string m_watch_error;
   std::unique_ptr<Watcher> m_watcher;
-  // Watchers told to stop by retire(), joined by the destructor (a watch
+  // Watchers told to stop by retire(), their threads detached (a watch
   // notices its flag only at curl's next progress call, up to a second on
-  // an idle stream).
+  // an idle stream, and a retired hive is seldom destroyed to join them);
+  // the destructor waits until each is done.
   std::vector<std::unique_ptr<Watcher>> m_stopping;
 
   // Derived from the mirror, dropped whenever it changes.
