@@ -24,20 +24,28 @@ for program in build/release/bin/bench_*; do
   [ "$name" = bench_ext_number_tune ] && continue
   echo "running $name" >&2
   if ! "$program" --benchmark_repetitions="$repetitions" --benchmark_enable_random_interleaving=true \
-    --benchmark_report_aggregates_only=true --benchmark_filter="$filter" --benchmark_format=csv \
-    >"$out/$name.csv" 2>"$out/$name.log"; then
+    --benchmark_report_aggregates_only=true --benchmark_filter="$filter" \
+    --benchmark_out="$out/$name.json" --benchmark_out_format=json >"$out/$name.log" 2>&1; then
     echo "$name failed; see $out/$name.log" >&2
   fi
 done
 
-# The medians, in nanoseconds: "name time label", one a line.
-for file in "$out"/*.csv; do
-  awk -F, '
-    /_median",/ {
-      name = $1; gsub(/"/, "", name); sub(/_median$/, "", name)
-      scale = $5 == "us" ? 1e3 : $5 == "ms" ? 1e6 : $5 == "s" ? 1e9 : 1
-      label = $8; gsub(/"/, "", label)
-      printf "%s %.6g %s\n", name, $3 * scale, label
+# The medians, in nanoseconds: "name time label", one a line. The JSON
+# report holds one field a line; a run ends at its closing brace.
+for file in "$out"/*.json; do
+  awk '
+    function text(line) { sub(/^[^:]*: *"/, "", line); sub(/",? *$/, "", line); return line }
+    /^ *"name":/ { name = text($0) }
+    /^ *"real_time":/ { time = $2; sub(/,$/, "", time) }
+    /^ *"time_unit":/ { unit = text($0) }
+    /^ *"label":/ { label = text($0) }
+    /^ *}/ {
+      if (name ~ /_median$/) {
+        sub(/_median$/, "", name)
+        scale = unit == "us" ? 1e3 : unit == "ms" ? 1e6 : unit == "s" ? 1e9 : 1
+        printf "%s %.6g %s\n", name, time * scale, label
+      }
+      name = ""; label = ""
     }' "$file"
 done >"$out/medians.txt"
 
