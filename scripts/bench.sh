@@ -57,8 +57,9 @@ BM_spdlog_file_flushed/real_time/threads:2|BM_kov_trace_file/real_time/threads:2
 BM_raw_write_floor/real_time/threads:2|BM_kov_trace_file/real_time/threads:2|traced line, 2 threads: raw write floor / kov
 BM_kov_disabled_scope|BM_bare_level_test|disabled scope / bare level test (below 1.5 wanted)
 BM_kov_trace_size/1024|BM_kov_trace_size/16|line of 1 KiB / line of 16 B
-BM_kov_trace_size/65536/iterations:2000|BM_kov_trace_size/1024|line of 64 KiB / line of 1 KiB
-BM_kov_trace_size/65536/iterations:2000|BM_raw_write_size/65536/iterations:2000|line of 64 KiB: kov / one raw write
+BM_kov_trace_size/2048|BM_kov_trace_size/1024|line of 2 KiB (the longest message) / line of 1 KiB
+BM_kov_trace_size/2048|BM_raw_write_size/2048|line of 2 KiB: kov / one raw write of its length
+BM_kov_dump/65535/iterations:500|BM_kov_dump/1024|dump of 64 KiB / dump of 1 KiB (64 when linear)
 kov_add/16|gmp_add/16|ext add 16 B: kov / GMP
 kov_sub/16|gmp_sub/16|ext sub 16 B: kov / GMP
 kov_set_product/1024|gmp_set_product/1024|ext product 1 KiB: kov / GMP

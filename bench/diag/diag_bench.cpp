@@ -21,6 +21,7 @@
 #include <filesystem>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "kov/diag.h"
 
@@ -69,10 +70,12 @@ void BM_kov_trace_file(benchmark::State& state) {
 }
 BENCHMARK(BM_kov_trace_file)->Threads(1)->Threads(2)->UseRealTime();
 
-// Lines whose message is 16 B, 1 KiB or 64 KiB of UTF-16 (8, 512 or 32,768
-// characters), beside one write(2) of the same line length: the cost should
-// grow with the bytes as the write's does. The large lines run a fixed
-// number of times, so that the file stays within some hundred megabytes.
+// Lines whose message is 16 B, 1 KiB or 2 KiB of UTF-16 (8, 512 or 1,024
+// characters: a message is cut at Kov_diag_trace::MESSAGE_LIMIT units),
+// beside one write(2) of the same line length: the cost should grow with
+// the bytes as the write's does. More data goes out as a dump, over lines
+// of its own: BM_kov_dump writes 16 B, 1 KiB and 64 KiB (the most a dump
+// takes), and should grow linearly with them.
 void BM_kov_trace_size(benchmark::State& state) {
   kov::Kov_diag_main& diag = enabled_diag();
   kov::Kov_diag_trace scope(u"bench", 1, diag);
@@ -80,8 +83,7 @@ void BM_kov_trace_size(benchmark::State& state) {
   for (auto _ : state) scope.trace(u"%s", message.c_str());
   state.SetBytesProcessed(state.iterations() * (state.range(0) + (LINE_CHARACTERS - 63) * 2));
 }
-BENCHMARK(BM_kov_trace_size)->Arg(16)->Arg(1024);
-BENCHMARK(BM_kov_trace_size)->Arg(65536)->Iterations(2000);
+BENCHMARK(BM_kov_trace_size)->Arg(16)->Arg(1024)->Arg(2 * kov::Kov_diag_trace::MESSAGE_LIMIT);
 
 void BM_raw_write_size(benchmark::State& state) {
   static const int fd = [] {
@@ -93,8 +95,18 @@ void BM_raw_write_size(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(::write(fd, line.data(), line.size()));
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(line.size()));
 }
-BENCHMARK(BM_raw_write_size)->Arg(16)->Arg(1024);
-BENCHMARK(BM_raw_write_size)->Arg(65536)->Iterations(2000);
+BENCHMARK(BM_raw_write_size)->Arg(16)->Arg(1024)->Arg(2 * kov::Kov_diag_trace::MESSAGE_LIMIT);
+
+void BM_kov_dump(benchmark::State& state) {
+  kov::Kov_diag_main& diag = enabled_diag();
+  kov::Kov_diag_trace scope(u"bench", 1, diag);
+  std::vector<std::uint8_t> data(static_cast<std::size_t>(state.range(0)));
+  for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i);
+  for (auto _ : state) scope.trace(u"data", data.data(), static_cast<std::uint16_t>(data.size()));
+  state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_kov_dump)->Arg(16)->Arg(1024);
+BENCHMARK(BM_kov_dump)->Arg(65535)->Iterations(500);
 
 // ---- the floor: one write(2) per line under a mutex -----------------------------
 
