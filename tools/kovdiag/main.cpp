@@ -159,23 +159,16 @@ int command_cat(const Arguments& arguments) {
   return 0;
 }
 
-// The size of the file at `path`, 0 when it cannot be opened. Through
+// The size of the file at `path`; none when it cannot be opened. Through
 // Nev_file, whose paths are UTF-16 on Windows, like every path of the tool.
-std::uint64_t file_size(const std::string& path) {
+std::optional<std::uint64_t> file_size(const std::string& path) {
   nev::Nev_file file;
   nev::Nev_status status;
   file.open(nev::nev_from_utf8(path), nev::NEV_FILE_OPEN_EXISTING, nev::NEV_FILE_READ, 0,
             nev::NEV_FILE_SHARE_READ_WRITE, status);
   const std::uint64_t size = status.ok() ? file.size(status) : 0;
-  return status.ok() ? size : 0;
-}
-
-bool file_exists(const std::string& path) {
-  nev::Nev_file file;
-  nev::Nev_status status;
-  file.open(nev::nev_from_utf8(path), nev::NEV_FILE_OPEN_EXISTING, nev::NEV_FILE_READ, 0,
-            nev::NEV_FILE_SHARE_READ_WRITE, status);
-  return status.ok();
+  if (!status.ok()) return std::nullopt;
+  return size;
 }
 
 int command_follow(const Arguments& arguments) {
@@ -198,7 +191,7 @@ int command_follow(const Arguments& arguments) {
   while (!interrupted && !(limit && printer.printed() >= *limit) &&
          !(deadline && std::chrono::steady_clock::now() >= *deadline)) {
     // A file that became shorter was replaced: start it again.
-    if (file_size(current) < offset) {
+    if (file_size(current).value_or(0) < offset) {
       offset = 0;
       decoder = kovdiag::Line_decoder();
     }
@@ -207,7 +200,7 @@ int command_follow(const Arguments& arguments) {
     read_from(current, offset, decoder, printer, limit, status);  // a missing file may appear later
     if (offset != before) continue;
     const std::string next = kovdiag::next_numbered_path(current);
-    if (!next.empty() && file_exists(next)) {
+    if (!next.empty() && file_size(next).has_value()) {
       current = next;
       offset = 0;
       decoder = kovdiag::Line_decoder();

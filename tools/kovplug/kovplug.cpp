@@ -176,19 +176,14 @@ int register_plugin(const Arguments& args) {
     numbers.emplace_back(u"ImplementationVersion", version_option(args, "--implementation", 0));
   // The library is stored by its canonical absolute path: creation loads
   // nothing by a relative one.
-  // The argument is UTF-8; a Windows path is UTF-16 (a narrow one would be
-  // taken in the ANSI code page).
+  // The argument is UTF-8, and goes in and out of the path as UTF-8: a
+  // narrow string would be taken in the ANSI code page on Windows.
   std::error_code error;
-#ifdef _WIN32
-  const std::u16string given = nev::nev_from_utf8(args.positional[2]);
+  const std::string& given = args.positional[2];
   const std::filesystem::path library =
-      std::filesystem::canonical(std::filesystem::path(reinterpret_cast<const wchar_t*>(given.c_str())), error);
-  const std::wstring wide = library.wstring();
-  const std::u16string library_text(wide.begin(), wide.end());
-#else
-  const std::filesystem::path library = std::filesystem::canonical(args.positional[2], error);
-  const std::u16string library_text = nev::nev_from_utf8(library.string());
-#endif
+      std::filesystem::canonical(std::filesystem::path(std::u8string(given.begin(), given.end())), error);
+  const std::u8string canonical = library.u8string();
+  const std::u16string library_text = nev::nev_from_utf8(std::string(canonical.begin(), canonical.end()));
   nev::Nev_status status;
   if (error) {
     status.assign(nev::NEV_E_FILE_OPEN, nev::Nev_wstring_status_arg(nev::nev_from_utf8(args.positional[2])),
