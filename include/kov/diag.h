@@ -150,6 +150,26 @@ class KOV_EXPORT Kov_diag_main {
   std::u16string m_line;            // what one write puts out, under m_lock
 };
 
+namespace detail {
+// Whether a call trace(text, Args...) is a dump: a pointer to 8-bit values
+// (std::uint8_t, char, std::byte, not bool) and a length that converts to
+// std::uint16_t.
+template <typename... Args>
+constexpr bool is_dump_call() {
+  if constexpr (sizeof...(Args) == 2) {
+    return []<typename Data, typename Length>(std::type_identity<Data>, std::type_identity<Length>) {
+      if constexpr (std::is_pointer_v<Data>) {
+        using Byte = std::remove_cv_t<std::remove_pointer_t<Data>>;
+        if constexpr (std::is_integral_v<Byte> || std::is_enum_v<Byte>)
+          return sizeof(Byte) == 1 && !std::is_same_v<Byte, bool> && std::is_convertible_v<Length, std::uint16_t>;
+      }
+      return false;
+    }(std::type_identity<Args>()...);
+  }
+  return false;
+}
+}  // namespace detail
+
 // A trace scope: entry and exit lines, messages and dumps at one level.
 class KOV_EXPORT Kov_diag_trace {
  public:
@@ -162,23 +182,25 @@ class KOV_EXPORT Kov_diag_trace {
   // not copied: it must outlive the scope. `diag` must outlive it too.
   Kov_diag_trace(const char16_t* name, std::uint16_t level, Kov_diag_main& diag)
       : m_name_p(name), m_diag_p(&diag), m_enabled(is_enabled(diag.level(), level)) {
-    if (m_enabled) enter();
+    if (m_enabled) enter(diag, name);
   }
   // When enabled, writes the exit line "< name" and lowers the depth.
   ~Kov_diag_trace() {
-    if (m_enabled) leave();
+    if (m_enabled) leave(*m_diag_p, m_name_p);
   }
   Kov_diag_trace(const Kov_diag_trace&) = delete;
   Kov_diag_trace& operator=(const Kov_diag_trace&) = delete;
 
   // One message line, printf-style on 16-bit text ("%s" takes 16-bit
-  // text). Nothing when disabled: the arguments are not looked at.
-  void trace(const char16_t* format, ...) {
-    if (!m_enabled) return;
-    std::va_list args;
-    va_start(args, format);
-    trace_message(format, args);
-    va_end(args);
+  // text). Nothing when disabled: the arguments are not looked at. The
+  // arguments reach the formatter through a C variable argument list, with
+  // its promotions; this template only keeps the disabled test inline (a
+  // function with "..." is never inlined). Arguments that fit the dump
+  // below (8-bit data and a length) go to the dump, as they always did.
+  template <typename... Args>
+    requires(!detail::is_dump_call<Args...>())
+  void trace(const char16_t* format, Args... args) {
+    if (m_enabled) trace_formatted(*m_diag_p, format, args...);
   }
   // A heading line (`text` as it stands, except that "%%" gives one "%":
   // no conversion is made and no argument read), then `length` bytes as
@@ -191,7 +213,7 @@ class KOV_EXPORT Kov_diag_trace {
     requires(sizeof(Byte) == 1 && (std::is_integral_v<Byte> || std::is_enum_v<Byte>) &&
              !std::is_same_v<std::remove_cv_t<Byte>, bool>)
   void trace(const char16_t* text, Byte* bytes, std::uint16_t length) {
-    if (m_enabled) dump(text, reinterpret_cast<const std::uint8_t*>(bytes), length);
+    if (m_enabled) dump(*m_diag_p, text, reinterpret_cast<const std::uint8_t*>(bytes), length);
   }
 
   // The level rule: an object level of 0 lets nothing through, any other
@@ -201,12 +223,16 @@ class KOV_EXPORT Kov_diag_trace {
   }
 
  private:
-  void enter();
-  void leave();
-  void trace_message(const char16_t* format, std::va_list args);
-  void dump(const char16_t* text, const std::uint8_t* bytes, std::uint16_t length);
+  // The work of an enabled scope. These take what they need as arguments,
+  // not the scope: a scope whose address never leaves the inline code stays
+  // in registers, so a disabled one costs its level test and no more.
+  static void enter(Kov_diag_main& diag, const char16_t* name);
+  static void leave(Kov_diag_main& diag, const char16_t* name) noexcept;
+  static void trace_message(Kov_diag_main& diag, const char16_t* format, std::va_list args);
+  static void trace_formatted(Kov_diag_main& diag, const char16_t* format, ...);
+  static void dump(Kov_diag_main& diag, const char16_t* text, const std::uint8_t* bytes, std::uint16_t length);
   // Builds one line (time stamp, indentation, prefix, text) and hands it on.
-  void write(const char16_t* prefix, const char16_t* text);
+  static void write(Kov_diag_main& diag, const char16_t* prefix, const char16_t* text);
 
   const char16_t* m_name_p;
   Kov_diag_main* m_diag_p;

@@ -170,10 +170,10 @@ void put_heading(const char16_t* text, char16_t* out, std::size_t room) {
 
 }  // namespace
 
-void Kov_diag_trace::enter() {
+void Kov_diag_trace::enter(Kov_diag_main& diag, const char16_t* name) {
   ++trace_depth;
   try {
-    write(u"> ", m_name_p);
+    write(diag, u"> ", name);
   } catch (...) {
     // The scope is not made: take its depth back before the exception goes on.
     --trace_depth;
@@ -181,16 +181,16 @@ void Kov_diag_trace::enter() {
   }
 }
 
-void Kov_diag_trace::leave() {
+void Kov_diag_trace::leave(Kov_diag_main& diag, const char16_t* name) noexcept {
   // A destructor must not throw: an exit line that cannot be built is lost.
   try {
-    write(u"< ", m_name_p);
+    write(diag, u"< ", name);
   } catch (...) {
   }
   --trace_depth;
 }
 
-void Kov_diag_trace::trace_message(const char16_t* format, std::va_list args) {
+void Kov_diag_trace::trace_message(Kov_diag_main& diag, const char16_t* format, std::va_list args) {
   // The message is formatted in place behind the prefix. The formatter cuts
   // what does not fit, so a longer message is shortened.
   const std::size_t indent = current_indent();
@@ -199,26 +199,38 @@ void Kov_diag_trace::trace_message(const char16_t* format, std::va_list args) {
   text[0] = u'\0';
   const int written = nev::nev_vswprintf(text, MESSAGE_LIMIT, format, args);
   const std::size_t length = written >= 0 ? static_cast<std::size_t>(written) : nev::nev_wcslen(text);
-  m_diag_p->write_built_line(line.begin(), static_cast<std::size_t>(text - line.begin()) + length);
+  diag.write_built_line(line.begin(), static_cast<std::size_t>(text - line.begin()) + length);
 }
 
-void Kov_diag_trace::dump(const char16_t* text, const std::uint8_t* bytes, std::uint16_t length) {
+void Kov_diag_trace::trace_formatted(Kov_diag_main& diag, const char16_t* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  try {
+    trace_message(diag, format, args);
+  } catch (...) {
+    va_end(args);
+    throw;
+  }
+  va_end(args);
+}
+
+void Kov_diag_trace::dump(Kov_diag_main& diag, const char16_t* text, const std::uint8_t* bytes, std::uint16_t length) {
   char16_t heading[MESSAGE_LIMIT];
   put_heading(text, heading, MESSAGE_LIMIT);
-  write(u"  ", heading);
+  write(diag, u"  ", heading);
   for (std::size_t offset = 0; offset < length; offset += DUMP_ROW_BYTES) {
     const std::size_t count = std::min<std::size_t>(DUMP_ROW_BYTES, length - offset);
     // The row is text, not a format: a "%" in it stays as it is.
-    write(u"  ", dump_row(bytes + offset, count).c_str());
+    write(diag, u"  ", dump_row(bytes + offset, count).c_str());
   }
 }
 
-void Kov_diag_trace::write(const char16_t* prefix, const char16_t* text) {
+void Kov_diag_trace::write(Kov_diag_main& diag, const char16_t* prefix, const char16_t* text) {
   const std::size_t indent = current_indent();
   const std::size_t length = nev::nev_wcslen(text);
   Line_buffer line(indent, length);
   char16_t* end = std::copy_n(text, length, start_line(line.begin(), indent, prefix));
-  m_diag_p->write_built_line(line.begin(), static_cast<std::size_t>(end - line.begin()));
+  diag.write_built_line(line.begin(), static_cast<std::size_t>(end - line.begin()));
 }
 
 }  // namespace kov
