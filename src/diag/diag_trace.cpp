@@ -28,6 +28,8 @@ __attribute__((tls_model("initial-exec")))
 thread_local std::uint16_t trace_depth = 0;
 
 constexpr std::size_t STAMP_LENGTH = 13;
+// "[hh:mm:ss:": the part of a stamp that one second's lines share.
+constexpr std::size_t STAMP_SECOND_LENGTH = 10;
 constexpr std::int64_t MICROS_PER_SECOND = 1000000;
 
 // The calling thread's local time of day for the latest UTC second it
@@ -41,7 +43,7 @@ constexpr std::int64_t MICROS_PER_SECOND = 1000000;
 struct Stamp_cache {
   std::int64_t second = 0;
   std::uint64_t zone = 0;  // 0: nothing kept yet (generations start above it)
-  std::int32_t second_of_day = 0;
+  char16_t text[STAMP_SECOND_LENGTH] = {};  // "[hh:mm:ss:" of that second
 };
 #if defined(__GNUC__) && !defined(_WIN32)
 __attribute__((tls_model("initial-exec")))
@@ -52,21 +54,6 @@ constexpr std::int64_t SECONDS_PER_DAY = 86400;
 
 std::int64_t floor_div(std::int64_t a, std::int64_t b) { return a / b - (a % b < 0 ? 1 : 0); }
 
-nev::Nev_time time_now() {
-  const std::int64_t utc = nev::nev_clock_now();
-  const std::int64_t second = floor_div(utc, MICROS_PER_SECOND);
-  const int micros = static_cast<int>(utc - second * MICROS_PER_SECOND);
-  const std::uint64_t zone = nev::platform::zone_generation();
-  Stamp_cache& cache = stamp_cache;
-  if (cache.zone != zone || cache.second != second) {
-    const std::int64_t local = second + nev::nev_local_offset(second, true);
-    cache = Stamp_cache{second, zone,
-                        static_cast<std::int32_t>(local - floor_div(local, SECONDS_PER_DAY) * SECONDS_PER_DAY)};
-  }
-  const int of_day = cache.second_of_day;
-  return nev::Nev_time(of_day / 3600, of_day / 60 % 60, of_day % 60, micros);
-}
-
 constexpr std::size_t DUMP_ROW_BYTES = 16;
 constexpr char16_t HEX_DIGITS[] = u"0123456789abcdef";
 
@@ -76,17 +63,33 @@ char16_t* put_two_digits(char16_t* out, int value) {
   return out + 2;
 }
 
-// "[hh:mm:ss:cc]" for `time`. The digits are formed here rather than through
-// a format string: this runs for every traced line.
-char16_t* put_stamp(char16_t* out, const nev::Nev_time& time) {
+// Keeps "[hh:mm:ss:" of the local time of `second` (UTC) in `cache`.
+void refill(Stamp_cache& cache, std::int64_t second, std::uint64_t zone) {
+  const std::int64_t local = second + nev::nev_local_offset(second, true);
+  const auto of_day = static_cast<int>(local - floor_div(local, SECONDS_PER_DAY) * SECONDS_PER_DAY);
+  char16_t* out = cache.text;
   *out++ = u'[';
-  out = put_two_digits(out, time.hours());
+  out = put_two_digits(out, of_day / 3600);
   *out++ = u':';
-  out = put_two_digits(out, time.minutes());
+  out = put_two_digits(out, of_day / 60 % 60);
   *out++ = u':';
-  out = put_two_digits(out, time.seconds());
-  *out++ = u':';
-  out = put_two_digits(out, time.microseconds() / 10000);
+  out = put_two_digits(out, of_day % 60);
+  *out = u':';
+  cache.second = second;
+  cache.zone = zone;
+}
+
+// "[hh:mm:ss:cc]" for the local time now, hundredths truncated; the part
+// before the hundredths comes from the thread's cache.
+char16_t* put_stamp(char16_t* out) {
+  const std::int64_t utc = nev::nev_clock_now();
+  const std::int64_t second = floor_div(utc, MICROS_PER_SECOND);
+  const auto micros = static_cast<int>(utc - second * MICROS_PER_SECOND);
+  const std::uint64_t zone = nev::platform::zone_generation();
+  Stamp_cache& cache = stamp_cache;
+  if (cache.zone != zone || cache.second != second) refill(cache, second, zone);
+  out = std::copy_n(cache.text, STAMP_SECOND_LENGTH, out);
+  out = put_two_digits(out, micros / 10000);
   *out++ = u']';
   return out;
 }
@@ -129,7 +132,7 @@ std::size_t current_indent() { return static_cast<std::size_t>(trace_depth) * de
 // Writes the stamp, the indentation and the two-unit prefix; returns where
 // the text goes.
 char16_t* start_line(char16_t* out, std::size_t indent, const char16_t* prefix) {
-  out = put_stamp(out, time_now());
+  out = put_stamp(out);
   out = std::fill_n(out, indent, u' ');
   *out++ = prefix[0];
   *out++ = prefix[1];

@@ -46,6 +46,15 @@ class Output {
   void put(char16_t unit, std::size_t times) {
     for (std::size_t i = 0; i < times && !m_cut; ++i) put(unit);
   }
+  // `size` units at `units`, as many as fit (the same as putting them one by
+  // one, in one copy).
+  void put(const char16_t* units, std::size_t size) {
+    if (m_cut) return;
+    const std::size_t fitting = std::min(size, room());
+    std::copy_n(units, fitting, m_buffer + m_written);
+    m_written += fitting;
+    if (fitting < size) m_cut = true;
+  }
   std::size_t room() const { return m_limit - m_written; }
   bool cut() const { return m_cut; }
   void mark_cut() { m_cut = true; }
@@ -171,7 +180,7 @@ void pad_and_put(Output& out, const Directive& directive, const char16_t* text, 
   const std::size_t width = directive.width > 0 ? static_cast<std::size_t>(directive.width) : 0;
   const std::size_t padding = width > size ? width - size : 0;
   if (!directive.left) out.put(u' ', padding);
-  for (std::size_t i = 0; i < size && !out.cut(); ++i) out.put(text[i]);
+  out.put(text, size);
   if (directive.left) out.put(u' ', padding);
 }
 
@@ -180,8 +189,12 @@ void put_text(Output& out, const Directive& directive, const char16_t* text) {
   // With a precision, never look beyond the units that may be printed: the
   // text need not be NUL-terminated within them.
   std::size_t size = 0;
-  const std::size_t limit = directive.precision >= 0 ? static_cast<std::size_t>(directive.precision) : SIZE_MAX;
-  while (size < limit && text[size] != 0) ++size;
+  if (directive.precision >= 0) {
+    const auto limit = static_cast<std::size_t>(directive.precision);
+    while (size < limit && text[size] != 0) ++size;
+  } else {
+    size = std::char_traits<char16_t>::length(text);
+  }
   pad_and_put(out, directive, text, size);
 }
 
@@ -443,7 +456,10 @@ int nev_vswprintf(char16_t* buffer, std::size_t count, const char16_t* format, s
   va_copy(ap, args);
   for (const char16_t* p = format; !malformed && *p != 0 && !out.cut();) {
     if (*p != u'%') {
-      out.put(*p++);
+      // A run of plain text goes out in one copy.
+      const char16_t* run = p;
+      while (*p != 0 && *p != u'%') ++p;
+      out.put(run, static_cast<std::size_t>(p - run));
       continue;
     }
     ++p;
