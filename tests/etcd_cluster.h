@@ -25,13 +25,16 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace test_support {
 
 class Etcd_cluster {
  public:
-  explicit Etcd_cluster(int members = 1) : m_owner(::getpid()) {
+  // `flags` go to every member besides the ones the cluster needs.
+  explicit Etcd_cluster(int members = 1, std::vector<std::string> flags = {})
+      : m_owner(::getpid()), m_flags(std::move(flags)) {
     const std::filesystem::path base =
         std::filesystem::exists("/dev/shm") ? std::filesystem::path("/dev/shm") : std::filesystem::temp_directory_path();
     std::string pattern = (base / "nev-etcd-XXXXXX").string();
@@ -96,11 +99,14 @@ class Etcd_cluster {
   }
   // How many watches member `i` serves now (from its metrics); -1 when it
   // does not answer.
-  int watchers(int i) const {
+  int watchers(int i) const { return static_cast<int>(metric(i, "etcd_debugging_mvcc_watcher_total")); }
+
+  // The value of metric `name` (its whole name with labels, as member `i`
+  // prints it); -1 when the member does not answer or has no such metric.
+  double metric(int i, const std::string& name) const {
     const std::string reply = http(m_members[i].client, "GET", "/metrics", "");
-    const std::string name = "\netcd_debugging_mvcc_watcher_total ";
-    const std::size_t at = reply.find(name);
-    return at == std::string::npos ? -1 : std::atoi(reply.c_str() + at + name.size());
+    const std::size_t at = reply.find("\n" + name + " ");
+    return at == std::string::npos ? -1 : std::atof(reply.c_str() + at + name.size() + 2);
   }
 
   // Whether member `i` answers and sees a leader.
@@ -197,6 +203,7 @@ class Etcd_cluster {
                                           "--max-request-bytes=67108864",
                                           "--quota-backend-bytes=4294967296",
                                           "--log-level=warn"};
+    arguments.insert(arguments.end(), m_flags.begin(), m_flags.end());
     const std::string log = m_folder + "/m" + std::to_string(i) + ".log";
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -214,6 +221,7 @@ class Etcd_cluster {
   }
 
   pid_t m_owner;
+  std::vector<std::string> m_flags;  // more flags for every member
   std::string m_folder;
   std::vector<Member> m_members;
 };
