@@ -155,6 +155,27 @@ void BM_extract_from_list(benchmark::State& state) {
 }
 BENCHMARK(BM_extract_from_list)->Arg(10)->Arg(1000)->Arg(100000)->Complexity(benchmark::oN);
 
+// Moves many names at once: every tenth entry of the list (range(1) 10) or
+// every entry (range(1) 1) to a list that allows duplicates, so that the
+// adds append and the cost shown is the extraction's own, and back again.
+// Extraction is one pass over the source, so this too grows linearly (a
+// search per name and an erase per moved entry made it quadratic).
+void BM_extract_many_names(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  const int every = static_cast<int>(state.range(1));
+  Kov_property_list source = filled_list(count);
+  Kov_property_list taken(true);
+  nev::Nev_object_vector<std::u16string> names;
+  for (int i = 0; i < count; i += every) names.push_back(new std::u16string(entry_name(i)));
+  for (auto _ : state) {
+    kov::kov_extract_list(source, taken, names);
+    kov::kov_extract_list(taken, source, names);
+  }
+  if (source.size() != static_cast<std::size_t>(count) || taken.size() != 0) state.SkipWithError("entries were lost");
+  state.SetItemsProcessed(state.iterations() * 2 * ((count + every - 1) / every));
+}
+BENCHMARK(BM_extract_many_names)->ArgsProduct({{1000, 10000, 100000}, {10, 1}});
+
 void BM_replace_tokens_from_list(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
   const Kov_property_list list = filled_list(count);
