@@ -2,11 +2,11 @@
 #include "kov/property_list.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include "folded_names.h"
 #include "nev/strings.h"
 
 namespace kov {
@@ -77,73 +77,26 @@ void add_named(Kov_property_list& list, nev::Nev_ptrvec_impl& entries, const std
 
 constexpr unsigned NO_RANK = ~0u;
 
-// Hash of a name as the list compares names: nev_string_equal_nc holds
-// exactly when the units agree after nev_to_upper, so hashing the units
-// through nev_to_upper gives names that compare equal one hash, and no
-// other fold (a wider or a narrower one) would.
-std::size_t folded_hash(const std::u16string& name) noexcept {
-  std::uint64_t hash = 14695981039346656037ull;  // 64-bit FNV-1a
-  for (char16_t unit : name) {
-    hash ^= nev::nev_to_upper(unit);
-    hash *= 1099511628211ull;
-  }
-  return static_cast<std::size_t>(hash);
+// The names of an extraction, each with the index of its first occurrence:
+// the turn in which a search per name would take its entries.
+using Name_ranks = detail::Folded_name_table<unsigned>;
+
+Name_ranks rank_names(const nev::Nev_object_vector<std::u16string>& names) {
+  Name_ranks ranks(names.size());
+  unsigned rank = 0;
+  for (const std::u16string* name : names) ranks.insert(*name, rank++);
+  return ranks;
 }
-
-// The names of an extraction, each with the index of its first occurrence
-// (the turn in which the one-name-at-a-time order would take its entries),
-// in an open-addressed table of at least twice as many slots as names.
-class Name_ranks {
- public:
-  explicit Name_ranks(const nev::Nev_object_vector<std::u16string>& names) {
-    std::size_t capacity = 4;
-    while (capacity < 2 * static_cast<std::size_t>(names.size())) capacity *= 2;
-    m_slots.resize(capacity);
-    m_mask = capacity - 1;
-    unsigned rank = 0;
-    for (const std::u16string* name : names) insert(*name, rank++);
-  }
-
-  // The rank of the first name equal to `name`, or NO_RANK.
-  unsigned find(const std::u16string& name) const noexcept {
-    const std::size_t hash = folded_hash(name);
-    for (std::size_t i = hash & m_mask;; i = (i + 1) & m_mask) {
-      const Slot& slot = m_slots[i];
-      if (slot.name == nullptr) return NO_RANK;
-      if (slot.hash == hash && nev::nev_string_equal_nc(*slot.name, name)) return slot.rank;
-    }
-  }
-
- private:
-  struct Slot {
-    const std::u16string* name = nullptr;
-    std::size_t hash = 0;
-    unsigned rank = 0;
-  };
-
-  // Enters `name` unless an equal one is there already: the first keeps it.
-  void insert(const std::u16string& name, unsigned rank) noexcept {
-    const std::size_t hash = folded_hash(name);
-    for (std::size_t i = hash & m_mask;; i = (i + 1) & m_mask) {
-      Slot& slot = m_slots[i];
-      if (slot.name == nullptr) {
-        slot = Slot{&name, hash, rank};
-        return;
-      }
-      if (slot.hash == hash && nev::nev_string_equal_nc(*slot.name, name)) return;
-    }
-  }
-
-  std::vector<Slot> m_slots;
-  std::size_t m_mask = 0;
-};
 
 // The rank of each entry of `list`, by slot: NO_RANK for an entry that no
 // name matches.
 std::vector<unsigned> rank_entries(Kov_property_list& list, const Name_ranks& ranks) {
   std::vector<unsigned> rank_of(list.size());
   const Kov_property_list::position slots = list.begin();
-  for (std::size_t i = 0; i < rank_of.size(); ++i) rank_of[i] = ranks.find(slots[i]->name());
+  for (std::size_t i = 0; i < rank_of.size(); ++i) {
+    const unsigned* rank = ranks.find(slots[i]->name());
+    rank_of[i] = rank != nullptr ? *rank : NO_RANK;
+  }
   return rank_of;
 }
 
@@ -340,7 +293,7 @@ void Kov_property_list::clear(bool allow_duplicates) {
 void kov_extract_list(Kov_property_list& source, Kov_property_list& destination,
                       const nev::Nev_object_vector<std::u16string>& names) {
   if (&source == &destination || names.empty() || source.size() == 0) return;
-  const Name_ranks ranks(names);
+  const Name_ranks ranks = rank_names(names);
   std::vector<unsigned> rank_of = rank_entries(source, ranks);
   const std::vector<unsigned> order = order_by_rank(rank_of, names.size());
   const Kov_property_list::position slots = source.begin();
