@@ -191,4 +191,26 @@ void BM_replace_tokens_from_list(benchmark::State& state) {
 }
 BENCHMARK(BM_replace_tokens_from_list)->Arg(10)->Arg(1000)->Arg(100000)->Complexity(benchmark::oN);
 
+// A template that names every entry of the list once, in reverse order: as
+// many tokens as entries, so a scan of the list per token grows with the
+// square of the size.
+void BM_replace_every_name_from_list(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  const Kov_property_list list = filled_list(count);
+  std::u16string text;
+  for (int i = count - 1; i >= 0; --i) {
+    text += u'%';
+    text += entry_name(i);
+    text += u"% ";
+  }
+  std::u16string out;
+  nev::Nev_status status;
+  for (auto _ : state) {
+    kov::kov_replace_tokens(text, list, out, status);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetItemsProcessed(state.iterations() * count);
+}
+BENCHMARK(BM_replace_every_name_from_list)->Arg(100)->Arg(1000)->Arg(10000);
+
 }  // namespace

@@ -337,4 +337,61 @@ TEST(Tokens, OverloadsAndSharedString) {
   EXPECT_EQ(out, u"a %x% b");  // the work done so far
 }
 
+// Tokens behind many others are looked up like the first few of a template:
+// the first list before the second, the first entry of a name in list
+// order, names matched as the list matches them, nothing for a name in
+// neither list.
+TEST(Tokens, ManyTokensResolveAsTheFirstFew) {
+  const auto first = list_of(true, {{u"Name", u"first"}, {u"NAME", u"first again"}, {u"f\u0131le", u"dotless"},
+                                    {u"\u00b5s", u"micro"}, {u"", u"empty"}, {u"pad", u"."}});
+  const auto second = list_of(true, {{u"name", u"second"}, {u"other", u"other"}, {u"OTHER", u"other again"},
+                                     {u"\u01c6", u"dz"}});
+  const std::pair<const char16_t*, const char16_t*> cases[] = {
+      {u"%name%", u"first"},  {u"%FILE%", u"dotless"}, {u"%\u03bcS%", u"micro"}, {u"%Other%", u"other"},
+      {u"%%", u"empty"},      {u"%\u01c4%", u""},      {u"%missing%", u""},      {u"%nam%", u""},
+      {u"%\u01c6%", u"dz"},
+  };
+  for (int padding : {0, 100}) {
+    std::u16string pad, dots;
+    for (int i = 0; i < padding; ++i) {
+      pad += u"%PAD%";
+      dots += u".";
+    }
+    for (const auto& [token, value] : cases) {
+      std::u16string out;
+      nev::Nev_status status;
+      kov::kov_replace_tokens(pad + token, first, second, out, status);
+      EXPECT_EQ(out, dots + value) << nev::nev_to_utf8(token) << " behind " << padding << " tokens";
+    }
+  }
+}
+
+Kov_property_list* g_changed_list = nullptr;
+
+// Deletes the first entry of g_changed_list at the token "drop"; resolves
+// nothing.
+bool drop_first_entry(const std::u16string& name, std::u16string&) {
+  if (name == u"drop") g_changed_list->remove(0);
+  return false;
+}
+
+// A callback may change a list while a template is filled; the tokens after
+// the change see it, however many tokens came before.
+TEST(Tokens, ListsChangedByTheCallbackAreSeen) {
+  for (int before : {1, 100}) {
+    Kov_property_list first = list_of(false, {{u"x", u"one"}}), second = list_of(false, {{u"x", u"two"}});
+    g_changed_list = &first;
+    std::u16string text, expected;
+    for (int i = 0; i < before; ++i) {
+      text += u"%x%";
+      expected += u"one";
+    }
+    std::u16string out;
+    nev::Nev_status status;
+    kov::kov_replace_tokens(text + u"%drop%%x%", first, second, out, status, drop_first_entry);
+    EXPECT_EQ(out, expected + u"two") << before;
+  }
+  g_changed_list = nullptr;
+}
+
 }  // namespace
