@@ -131,9 +131,10 @@ BENCHMARK(BM_replace_many_tokens)->RangeMultiplier(4)->Range(1 << 12, 300000)->C
 // ---- growth with the list ---------------------------------------------------
 
 // Lists of 10, 1,000 and 100,000 properties: ten named entries moved to
-// another list and back (kov_extract_list), and a template of ten tokens
-// filled from the list (kov_replace_tokens). Both look names up by a scan
-// of the list, so both grow linearly with its size.
+// another list and back (kov_extract_list, one pass over the list), and a
+// template of ten tokens filled from the list (kov_replace_tokens, a scan of
+// the list per token while a template has few). Both grow linearly with
+// the size of the list.
 std::vector<std::u16string> ten_names(int count) {
   std::vector<std::u16string> names;
   for (int i = 0; i < 10; ++i) names.push_back(entry_name(static_cast<int>((static_cast<long>(count) * i) / 10)));
@@ -155,6 +156,27 @@ void BM_extract_from_list(benchmark::State& state) {
 }
 BENCHMARK(BM_extract_from_list)->Arg(10)->Arg(1000)->Arg(100000)->Complexity(benchmark::oN);
 
+// Moves many names at once: every tenth entry of the list (range(1) 10) or
+// every entry (range(1) 1) to a list that allows duplicates, so that the
+// adds append and the cost shown is the extraction's own, and back again.
+// Extraction is one pass over the source, so this too grows linearly (a
+// search per name and an erase per moved entry made it quadratic).
+void BM_extract_many_names(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  const int every = static_cast<int>(state.range(1));
+  Kov_property_list source = filled_list(count);
+  Kov_property_list taken(true);
+  nev::Nev_object_vector<std::u16string> names;
+  for (int i = 0; i < count; i += every) names.push_back(new std::u16string(entry_name(i)));
+  for (auto _ : state) {
+    kov::kov_extract_list(source, taken, names);
+    kov::kov_extract_list(taken, source, names);
+  }
+  if (source.size() != static_cast<std::size_t>(count) || taken.size() != 0) state.SkipWithError("entries were lost");
+  state.SetItemsProcessed(state.iterations() * 2 * ((count + every - 1) / every));
+}
+BENCHMARK(BM_extract_many_names)->ArgsProduct({{1000, 10000, 100000}, {10, 1}});
+
 void BM_replace_tokens_from_list(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
   const Kov_property_list list = filled_list(count);
@@ -169,5 +191,27 @@ void BM_replace_tokens_from_list(benchmark::State& state) {
   state.SetComplexityN(count);
 }
 BENCHMARK(BM_replace_tokens_from_list)->Arg(10)->Arg(1000)->Arg(100000)->Complexity(benchmark::oN);
+
+// A template that names every entry of the list once, in reverse order: as
+// many tokens as entries, so a scan of the list per token grows with the
+// square of the size.
+void BM_replace_every_name_from_list(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  const Kov_property_list list = filled_list(count);
+  std::u16string text;
+  for (int i = count - 1; i >= 0; --i) {
+    text += u'%';
+    text += entry_name(i);
+    text += u"% ";
+  }
+  std::u16string out;
+  nev::Nev_status status;
+  for (auto _ : state) {
+    kov::kov_replace_tokens(text, list, out, status);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetItemsProcessed(state.iterations() * count);
+}
+BENCHMARK(BM_replace_every_name_from_list)->Arg(100)->Arg(1000)->Arg(10000);
 
 }  // namespace

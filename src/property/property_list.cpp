@@ -1,8 +1,12 @@
 // Kov_property_list and kov_extract_list.
 #include "kov/property_list.h"
 
+#include <cstddef>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
+#include "folded_names.h"
 #include "nev/strings.h"
 
 namespace kov {
@@ -66,6 +70,62 @@ void add_named(Kov_property_list& list, nev::Nev_ptrvec_impl& entries, const std
   } else {
     append(entries, new Kov_property(name, value));
   }
+}
+
+
+// ---- extraction ---------------------------------------------------------
+
+constexpr unsigned NO_RANK = ~0u;
+
+// The names of an extraction, each with the index of its first occurrence:
+// the turn in which a search per name would take its entries.
+using Name_ranks = detail::Folded_name_table<unsigned>;
+
+Name_ranks rank_names(const nev::Nev_object_vector<std::u16string>& names) {
+  Name_ranks ranks(names.size());
+  unsigned rank = 0;
+  for (const std::u16string* name : names) ranks.insert(*name, rank++);
+  return ranks;
+}
+
+// The rank of each entry of `list`, by slot: NO_RANK for an entry that no
+// name matches.
+std::vector<unsigned> rank_entries(Kov_property_list& list, const Name_ranks& ranks) {
+  std::vector<unsigned> rank_of(list.size());
+  const Kov_property_list::position slots = list.begin();
+  for (std::size_t i = 0; i < rank_of.size(); ++i) {
+    const unsigned* rank = ranks.find(slots[i]->name());
+    rank_of[i] = rank != nullptr ? *rank : NO_RANK;
+  }
+  return rank_of;
+}
+
+// The slots of the ranked entries by rank, and within one rank in slot
+// order: a counting sort over the `rank_count` possible ranks.
+std::vector<unsigned> order_by_rank(const std::vector<unsigned>& rank_of, unsigned rank_count) {
+  std::vector<std::size_t> next(static_cast<std::size_t>(rank_count) + 1, 0);
+  for (unsigned rank : rank_of) {
+    if (rank != NO_RANK) ++next[rank + 1];
+  }
+  for (std::size_t rank = 1; rank < next.size(); ++rank) next[rank] += next[rank - 1];
+  std::vector<unsigned> order(next.back());
+  for (std::size_t slot = 0; slot < rank_of.size(); ++slot) {
+    if (rank_of[slot] != NO_RANK) order[next[rank_of[slot]]++] = static_cast<unsigned>(slot);
+  }
+  return order;
+}
+
+// Deletes the entries of `list` that have a rank and closes the gaps,
+// keeping the order of the rest. The kept entries slide to the front by
+// swapping slots, which leaves the ranked ones behind them, still owned
+// once each; those then go from the back, where a removal moves nothing.
+void drop_ranked(Kov_property_list& list, const std::vector<unsigned>& rank_of) noexcept {
+  const Kov_property_list::position slots = list.begin();
+  std::size_t kept = 0;
+  for (std::size_t slot = 0; slot < rank_of.size(); ++slot) {
+    if (rank_of[slot] == NO_RANK) std::swap(slots[kept++], slots[slot]);
+  }
+  while (list.size() > kept) list.remove(list.end() - 1);
 }
 
 }  // namespace
@@ -224,18 +284,28 @@ void Kov_property_list::clear(bool allow_duplicates) {
   m_allow_duplicates = allow_duplicates;
 }
 
+// One pass over the source ranks every entry by the first name it matches,
+// a counting sort puts the matches in the order of the names (the source's
+// order within one name), the adds run in that order, and one compaction
+// drops what was added. Everything that allocates happens before the first
+// add, so a failing add leaves the source without the entries added so far
+// and with every other entry, in order.
 void kov_extract_list(Kov_property_list& source, Kov_property_list& destination,
                       const nev::Nev_object_vector<std::u16string>& names) {
-  if (&source == &destination) return;
-  for (const std::u16string* name : names) {
-    Kov_property_list::position pos = source.begin();
-    while (Kov_property* found = source.find(*name, pos)) {
-      destination.add(*found);
-      --pos;  // back onto the slot of the match
-      pos = source.remove(pos);
-      if (pos == source.end()) break;
-    }
+  if (&source == &destination || names.empty() || source.size() == 0) return;
+  const Name_ranks ranks = rank_names(names);
+  std::vector<unsigned> rank_of = rank_entries(source, ranks);
+  const std::vector<unsigned> order = order_by_rank(rank_of, names.size());
+  const Kov_property_list::position slots = source.begin();
+  std::size_t added = 0;
+  try {
+    for (; added < order.size(); ++added) destination.add(*slots[order[added]]);
+  } catch (...) {
+    for (std::size_t rest = added; rest < order.size(); ++rest) rank_of[order[rest]] = NO_RANK;
+    drop_ranked(source, rank_of);
+    throw;
   }
+  drop_ranked(source, rank_of);
 }
 
 }  // namespace kov

@@ -186,6 +186,100 @@ TEST(PropertyList, ExtractMovesNamedEntriesInNameOrder) {
   EXPECT_EQ(all.size(), 2u);
 }
 
+// A list of entries numbered in order, as in {u"a", u"b"}: a=1, b=2.
+Kov_property_list numbered(bool allow_duplicates, std::initializer_list<const char16_t*> names) {
+  Kov_property_list list(allow_duplicates);
+  int number = 0;
+  for (const char16_t* name : names) list.add(Kov_property(name, ++number));
+  return list;
+}
+
+nev::Nev_object_vector<std::u16string> name_vector(const std::vector<std::u16string>& names) {
+  nev::Nev_object_vector<std::u16string> vector;
+  for (const std::u16string& name : names) vector.push_back(new std::u16string(name));
+  return vector;
+}
+
+// Which entries move, where they go and what stays, for names that differ in
+// case (non-ASCII letters included), repeat, or match nothing.
+TEST(PropertyList, ExtractTakesEachEntryForTheFirstNameItMatches) {
+  struct Case {
+    const char* what;
+    Kov_property_list destination;
+    Kov_property_list source;
+    std::vector<std::u16string> names;
+    const char16_t* destination_after;
+    const char16_t* source_after;
+  };
+  const Case cases[] = {
+      {"names in their order, one name's entries in the source's order, the rest kept in order", Kov_property_list(true),
+       numbered(true, {u"a", u"k", u"b", u"c", u"A", u"B", u"K", u"a"}), {u"b", u"a"},
+       u"dup: b=$I3 B=$I6 a=$I1 A=$I5 a=$I8", u"dup: k=$I2 c=$I4 K=$I7"},
+      {"a name given again, in any case, finds nothing more", Kov_property_list(true),
+       numbered(true, {u"a", u"b", u"A"}), {u"A", u"b", u"a", u"B", u"a"}, u"dup: a=$I1 A=$I3 b=$I2", u"dup:"},
+      {"names that match nothing are passed over", Kov_property_list(true), numbered(false, {u"a", u"b", u"bb"}),
+       {u"zz", u"b ", u"", u"b", u"ab"}, u"dup: b=$I2", u"unique: a=$I1 bb=$I3"},
+      {"the empty name is a name", Kov_property_list(true), numbered(true, {u"a", u""}), {u""}, u"dup: =$I2",
+       u"dup: a=$I1"},
+      {"no names", Kov_property_list(true), numbered(true, {u"a"}), {}, u"dup:", u"dup: a=$I1"},
+      {"an empty source", numbered(false, {u"a"}), Kov_property_list(true), {u"a"}, u"unique: a=$I1", u"dup:"},
+      {"every entry, in the reverse order", Kov_property_list(false), numbered(true, {u"a", u"b", u"c", u"d"}),
+       {u"D", u"C", u"B", u"A"}, u"unique: d=$I4 c=$I3 b=$I2 a=$I1", u"dup:"},
+      // add overwrites in place and a whole property brings its name: the
+      // last entry of a name moved is the one left.
+      {"a destination that keeps names unique", numbered(false, {u"Y", u"x", u"z"}),
+       numbered(true, {u"y", u"z", u"y", u"Z", u"w"}), {u"y", u"z"}, u"unique: y=$I3 x=$I2 Z=$I4", u"dup: w=$I5"},
+      // Dotless i and long s fold to ASCII, the micro sign to capital mu,
+      // final sigma to capital sigma, y with diaeresis across blocks.
+      {"letters folded beyond ASCII", Kov_property_list(true),
+       numbered(true, {u"FILE", u"\u00b5s", u"\u03a3\u039f\u03a6\u0399\u0391", u"\u00ffes", u"Stra\u00dfe",
+                       u"\u0416\u0423\u041a", u"\u0141\u00f3d\u017a", u"POS"}),
+       {u"\u0416\u0443\u043a", u"f\u0131le", u"\u03bcS", u"\u03c2\u03bf\u03c6\u03b9\u03b1", u"\u0178ES",
+        u"STRA\u00dfE", u"\u0141\u00d3D\u0179", u"po\u017f"},
+       u"dup: \u0416\u0423\u041a=$I6 FILE=$I1 \u00b5s=$I2 \u03a3\u039f\u03a6\u0399\u0391=$I3 \u00ffes=$I4 "
+       u"Stra\u00dfe=$I5 \u0141\u00f3d\u017a=$I7 POS=$I8",
+       u"dup:"},
+      // Letters whose case the list does not fold match only themselves.
+      {"letters the list does not fold", Kov_property_list(true),
+       numbered(true, {u"\u01c6", u"\uff41", u"\u00df", u"\u00e9"}),
+       {u"\u01c4", u"\uff21", u"\u1e9e", u"SS", u"E", u"\u00c9"}, u"dup: \u00e9=$I4",
+       u"dup: \u01c6=$I1 \uff41=$I2 \u00df=$I3"},
+  };
+  for (const Case& c : cases) {
+    Kov_property_list destination(c.destination), source(c.source);
+    kov::kov_extract_list(source, destination, name_vector(c.names));
+    EXPECT_EQ(describe(destination), c.destination_after) << c.what;
+    EXPECT_EQ(describe(source), c.source_after) << c.what;
+  }
+}
+
+// Thousands of names, so that many share a hash slot: every third entry of
+// a long list moves, its names given backwards and each twice in two cases;
+// the others stay, in order, the same objects as before.
+TEST(PropertyList, ExtractManyNamesFromALongList) {
+  const int count = 6000;
+  Kov_property_list source(true), destination(true);
+  std::vector<std::u16string> names;
+  for (int i = 0; i < count; ++i) {
+    std::u16string digits;
+    nev::nev_itow(i, digits, 10, false);
+    source.add(u"Entry" + digits, i);
+  }
+  for (int i = count - 1; i >= 0; i -= 3) {
+    names.push_back(source[i]->name());
+    names.push_back(u"ENTRY" + source[i]->name().substr(5));
+  }
+  const Kov_property* first_kept = source[0];
+  kov::kov_extract_list(source, destination, name_vector(names));
+  ASSERT_EQ(destination.size(), static_cast<unsigned>(count / 3));
+  ASSERT_EQ(source.size(), static_cast<unsigned>(count - count / 3));
+  for (unsigned i = 0; i < destination.size(); ++i) {
+    EXPECT_EQ(destination[i]->int_value(), count - 1 - 3 * static_cast<int>(i)) << i;
+  }
+  for (unsigned i = 0; i < source.size(); ++i) EXPECT_EQ(source[i]->int_value(), static_cast<int>(i + i / 2)) << i;
+  EXPECT_EQ(source[0], first_kept);  // kept entries are the same objects
+}
+
 // Resolves "greeting", and "empty" to nothing; writes into the replacement
 // for every other name, then leaves the name to the lists.
 bool resolve(const std::u16string& name, std::u16string& replacement) {
@@ -241,6 +335,63 @@ TEST(Tokens, OverloadsAndSharedString) {
   out.clear();
   EXPECT_THROW(kov::kov_replace_tokens(u"a %x% b", list, second, out, status, refuse_by_throwing), std::runtime_error);
   EXPECT_EQ(out, u"a %x% b");  // the work done so far
+}
+
+// Tokens behind many others are looked up like the first few of a template:
+// the first list before the second, the first entry of a name in list
+// order, names matched as the list matches them, nothing for a name in
+// neither list.
+TEST(Tokens, ManyTokensResolveAsTheFirstFew) {
+  const auto first = list_of(true, {{u"Name", u"first"}, {u"NAME", u"first again"}, {u"f\u0131le", u"dotless"},
+                                    {u"\u00b5s", u"micro"}, {u"", u"empty"}, {u"pad", u"."}});
+  const auto second = list_of(true, {{u"name", u"second"}, {u"other", u"other"}, {u"OTHER", u"other again"},
+                                     {u"\u01c6", u"dz"}});
+  const std::pair<const char16_t*, const char16_t*> cases[] = {
+      {u"%name%", u"first"},  {u"%FILE%", u"dotless"}, {u"%\u03bcS%", u"micro"}, {u"%Other%", u"other"},
+      {u"%%", u"empty"},      {u"%\u01c4%", u""},      {u"%missing%", u""},      {u"%nam%", u""},
+      {u"%\u01c6%", u"dz"},
+  };
+  for (int padding : {0, 100}) {
+    std::u16string pad, dots;
+    for (int i = 0; i < padding; ++i) {
+      pad += u"%PAD%";
+      dots += u".";
+    }
+    for (const auto& [token, value] : cases) {
+      std::u16string out;
+      nev::Nev_status status;
+      kov::kov_replace_tokens(pad + token, first, second, out, status);
+      EXPECT_EQ(out, dots + value) << nev::nev_to_utf8(token) << " behind " << padding << " tokens";
+    }
+  }
+}
+
+Kov_property_list* g_changed_list = nullptr;
+
+// Deletes the first entry of g_changed_list at the token "drop"; resolves
+// nothing.
+bool drop_first_entry(const std::u16string& name, std::u16string&) {
+  if (name == u"drop") g_changed_list->remove(0);
+  return false;
+}
+
+// A callback may change a list while a template is filled; the tokens after
+// the change see it, however many tokens came before.
+TEST(Tokens, ListsChangedByTheCallbackAreSeen) {
+  for (int before : {1, 100}) {
+    Kov_property_list first = list_of(false, {{u"x", u"one"}}), second = list_of(false, {{u"x", u"two"}});
+    g_changed_list = &first;
+    std::u16string text, expected;
+    for (int i = 0; i < before; ++i) {
+      text += u"%x%";
+      expected += u"one";
+    }
+    std::u16string out;
+    nev::Nev_status status;
+    kov::kov_replace_tokens(text + u"%drop%%x%", first, second, out, status, drop_first_entry);
+    EXPECT_EQ(out, expected + u"two") << before;
+  }
+  g_changed_list = nullptr;
 }
 
 }  // namespace

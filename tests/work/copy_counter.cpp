@@ -25,8 +25,13 @@ namespace {
 
 std::atomic<std::size_t> g_copied{0};
 std::atomic<std::size_t> g_allocated{0};
+// Allocations still let through before one fails; negative: none fails.
+std::atomic<long> g_fail_countdown{-1};
 
 void* counted_new(std::size_t size) {
+  if (g_fail_countdown.load(std::memory_order_relaxed) >= 0 && g_fail_countdown.fetch_sub(1) == 0) {
+    throw std::bad_alloc();
+  }
   g_allocated += size;
   if (void* block = std::malloc(size == 0 ? 1 : size)) return block;
   throw std::bad_alloc();
@@ -83,6 +88,10 @@ void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 namespace work {
 
 Counts counts() { return {g_copied.load(), g_allocated.load()}; }
+
+void fail_allocation_after(long allowed) { g_fail_countdown = allowed; }
+
+void stop_failing() { g_fail_countdown = -1; }
 
 // A string long enough to leave the small-string buffer, copied by the
 // standard library (a shared library): its bytes must show in the count.

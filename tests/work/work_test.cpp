@@ -1,10 +1,14 @@
 // Hostile input must cost work in proportion to its size: a .reg value of
-// many continuation lines, and a template of many tokens. Each case runs at
-// a size where work growing with the square of the input runs for seconds,
-// and asserts on the bytes copied and allocated, which a linear algorithm
-// keeps to a small multiple of the input.
+// many continuation lines, a template of many tokens, a list extraction that
+// moves every entry. Each case runs at a size where work growing with the
+// square of the input runs for seconds, and asserts on the bytes copied and
+// allocated, which a linear algorithm keeps to a small multiple of the
+// input. And an extraction whose allocations fail one after the other must
+// neither lose nor double an entry.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -12,6 +16,7 @@
 #include "kov/property_list.h"
 #include "kov/tokens.h"
 #include "nev/status.h"
+#include "nev/strings.h"
 #include "reg_file.h"
 
 namespace {
@@ -70,6 +75,89 @@ TEST(Work, TokenReplacementCopiesInLinearWork) {
   const std::size_t bytes = (input.size() + output.size()) * sizeof(char16_t);
   EXPECT_LT(done.copied, 8 * bytes);
   EXPECT_LT(done.allocated, 8 * bytes);
+}
+
+// Every entry of a long list moved in the list's order: each one taken from
+// the front and the rest closed up behind it would copy the pointers of the
+// whole rest each time, 1.6 GB here.
+TEST(Work, ExtractingEveryEntryCopiesInLinearWork) {
+  if (!work::copies_are_counted()) {
+    GTEST_SKIP() << "this build's copies cannot be counted";
+  }
+  const unsigned count = 20000;
+  kov::Kov_property_list source(true), destination(true);
+  nev::Nev_object_vector<std::u16string> names;
+  for (unsigned i = 0; i < count; ++i) {
+    std::u16string digits;
+    nev::nev_itow(i, digits, 10, false);
+    source.add(u"Entry" + digits, static_cast<int>(i));
+    names.push_back(new std::u16string(u"ENTRY" + digits));
+  }
+  const work::Counts before = work::counts();
+  kov::kov_extract_list(source, destination, names);
+  const work::Counts done = work::counts() - before;
+  ASSERT_EQ(destination.size(), count);
+  EXPECT_EQ(source.size(), 0u);
+  EXPECT_EQ(destination[count - 1]->int_value(), static_cast<int>(count - 1));
+  const std::size_t per_entry = 256;  // the new entry, its name, its slot
+  EXPECT_LT(done.copied, per_entry * count);
+  EXPECT_LT(done.allocated, per_entry * count);
+}
+
+// The values of a list's entries, in order.
+std::vector<int> values_of(const kov::Kov_property_list& list) {
+  std::vector<int> values;
+  for (const kov::Kov_property* entry : list) values.push_back(entry->int_value());
+  return values;
+}
+
+// An extraction in which the first, the second, ... allocation fails: after
+// each failure the entries added so far are gone from the source and every
+// other entry is still there, in order, once.
+TEST(Work, ExtractionThatFailsPartWayLosesNoEntry) {
+  {
+    kov::Kov_property_list probe(true);
+    work::fail_allocation_after(0);
+    bool failed = false;
+    try {
+      probe.add(u"probe", 1);
+    } catch (const std::bad_alloc&) {
+      failed = true;
+    }
+    work::stop_failing();
+    if (!failed) GTEST_SKIP() << "the libraries' allocations do not reach this program's operator new";
+  }
+  const std::vector<int> all = {1, 2, 3, 4, 5, 6};
+  const std::vector<int> moved_order = {3, 6, 1, 4, 5};  // by name b, a, c
+  int failures_between_adds = 0;
+  for (long allowed = 0;; ++allowed) {
+    kov::Kov_property_list source(true), destination(true);
+    for (const char16_t* name : {u"a", u"keep", u"b", u"A", u"c", u"B"}) source.add(name, static_cast<int>(source.size()) + 1);
+    nev::Nev_object_vector<std::u16string> names;
+    for (const char16_t* name : {u"b", u"a", u"c"}) names.push_back(new std::u16string(name));
+    bool failed = false;
+    work::fail_allocation_after(allowed);
+    try {
+      kov::kov_extract_list(source, destination, names);
+    } catch (const std::bad_alloc&) {
+      failed = true;
+    }
+    work::stop_failing();
+    const std::vector<int> added = values_of(destination);
+    ASSERT_LE(added.size(), moved_order.size());
+    EXPECT_TRUE(std::equal(added.begin(), added.end(), moved_order.begin())) << allowed;
+    std::vector<int> left;
+    for (int value : all) {
+      if (std::find(added.begin(), added.end(), value) == added.end()) left.push_back(value);
+    }
+    EXPECT_EQ(values_of(source), left) << allowed;
+    if (!failed) {
+      EXPECT_EQ(added, moved_order);
+      break;
+    }
+    if (!added.empty()) ++failures_between_adds;
+  }
+  EXPECT_GE(failures_between_adds, 4);  // a failure after each add but the last
 }
 
 }  // namespace
