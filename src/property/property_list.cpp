@@ -72,7 +72,6 @@ void add_named(Kov_property_list& list, nev::Nev_ptrvec_impl& entries, const std
   }
 }
 
-
 // ---- extraction ---------------------------------------------------------
 
 constexpr unsigned NO_RANK = ~0u;
