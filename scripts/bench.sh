@@ -84,6 +84,8 @@ BM_writers/8/1/real_time|BM_writers/1/1/real_time|SQLite, one writer's write: 8 
 BM_writers/8/0/real_time|BM_writers/1/0/real_time|etcd, one writer's write: 8 writing processes / 1
 BM_extract_from_list/100000|BM_extract_from_list/1000|extract ten names: list of 100,000 / 1,000 (100 when linear)
 BM_replace_tokens_from_list/100000|BM_replace_tokens_from_list/1000|ten tokens filled: list of 100,000 / 1,000 (100 when linear)
+BM_extract_many_names/100000/1|BM_extract_many_names/10000/1|extract every entry: list of 100,000 / 10,000 (10 when linear)
+BM_replace_every_name_from_list/10000|BM_replace_every_name_from_list/1000|a token per entry filled: 10,000 entries / 1,000 (10 when linear)
 BM_create_instance|BM_factory_floor|plug-in creation / its factory called directly
 BM_create_among/100|BM_create_among/1|plug-in creation: 100 libraries registered / 1
 EOF
