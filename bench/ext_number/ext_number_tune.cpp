@@ -8,7 +8,7 @@
 // split wins at every size measured. Each time is the minimum of many runs,
 // which keeps out most of the noise of a shared machine.
 //
-//   bench_ext_number_tune [karatsuba|toom3|mullo|divide]
+//   bench_ext_number_tune [karatsuba|toom3|mullo|mullo_split|divide|sizes]
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -88,6 +88,20 @@ int main(int argc, char** argv) {
     sweep("mullo", d::MULLO_THRESHOLD, 48, 288, 24, [&](std::size_t n) {
       return std::function<void()>([&, n] { d::multiply_low(r.data(), a.data(), b.data(), n, scratch.data()); });
     });
+  }
+  if (which == "all" || which == "mullo_split") {  // low halves for each share of their split
+    std::printf("mullo_split: n, then ns per share given to the two low halves\n");
+    const std::size_t saved = d::MULLO_SPLIT_PERCENT;
+    for (std::size_t n : {256, 512, 1024, 2048}) {
+      std::printf("mullo_split %4zu", n);
+      for (std::size_t percent : {20, 25, 30, 35, 40, 50}) {
+        d::MULLO_SPLIT_PERCENT = percent;
+        std::printf("  %zu%% %8.0f", percent,
+                    min_time([&, n] { d::multiply_low(r.data(), a.data(), b.data(), n, scratch.data()); }));
+      }
+      std::printf("\n");
+    }
+    d::MULLO_SPLIT_PERCENT = saved;
   }
   if (which == "sizes") {  // the split forms as they stand, for reference
     for (std::size_t n : {128, 512, 1024, 2048}) {

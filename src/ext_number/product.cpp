@@ -154,6 +154,21 @@ void load_block(const Word_reader& x, std::size_t from, std::size_t n, Word* out
   }
 }
 
+// Receivers of up to this many words whose factors fill them take their
+// product as one low half rather than blocks (about 150 KiB of stack).
+constexpr std::size_t LOW_HALF_WORDS = detail::PRODUCT_LOW_HALF_WORDS;
+constexpr std::size_t LOW_HALF_SCRATCH_WORDS = detail::multiply_low_scratch(LOW_HALF_WORDS);
+
+// r += x * y mod B^n for x, y and r of n <= LOW_HALF_WORDS words.
+[[gnu::noinline]] void add_low_half(const Word_writer& r, const Word_reader& x, const Word_reader& y) noexcept {
+  Word xa[LOW_HALF_WORDS], yb[LOW_HALF_WORDS], product[LOW_HALF_WORDS], scratch[LOW_HALF_SCRATCH_WORDS];
+  const std::size_t n = r.words();
+  load_block(x, 0, n, xa);
+  load_block(y, 0, n, yb);
+  detail::multiply_low(product, xa, yb, n, scratch);
+  add_words_at(r, 0, product, n);
+}
+
 }  // namespace
 
 void Kov_ext_number::add_product(const Kov_ext_number& a, const Kov_ext_number& b) noexcept {
@@ -163,7 +178,11 @@ void Kov_ext_number::add_product(const Kov_ext_number& a, const Kov_ext_number& 
   const Word_reader y(b.m_bytes_p, std::min(b.m_size, m_size));
   if (std::min(x.words(), y.words()) >= detail::KARATSUBA_THRESHOLD &&
       r.words() >= detail::MULLO_THRESHOLD) {
-    add_product_blocks(r, x, y);
+    if (x.words() == r.words() && y.words() == r.words() && r.words() <= LOW_HALF_WORDS) {
+      add_low_half(r, x, y);
+    } else {
+      add_product_blocks(r, x, y);
+    }
     return;
   }
   for (std::size_t row = 0; row < x.words(); ++row) {

@@ -317,23 +317,24 @@ void multiply(Word* r, const Word* a, std::size_t an, const Word* b, std::size_t
   }
 }
 
-// With a = a1 B^l + a0 and b likewise, a * b mod B^n is a0 b0 plus the low
-// halves of a1 b0 and a0 b1 at B^l: one full product and two low halves.
+// With a = a1 B^m + a0 (a0 of m words, a1 of h = n - m) and b likewise,
+// a * b mod B^n is a0 b0 (2m >= n words, cut at n) plus the low h words of
+// a1 b0 and of a0 b1 at B^m: one full product and two low halves.
 void multiply_low(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept {
   if (n < MULLO_THRESHOLD) {
     zero_words(r, n);
     for (std::size_t i = 0; i < n; ++i) addmul_row(as_bytes(r + i), as_bytes(b), n - i, a[i]);
     return;
   }
-  const std::size_t l = (n + 1) / 2, h = n - l;
+  const std::size_t h = multiply_low_high_part(n), m = n - h;
   Word* t = scratch;
-  Word* rest = scratch + 2 * l;
-  multiply_balanced(t, a, b, l, rest);
+  Word* rest = scratch + 2 * m;
+  multiply_balanced(t, a, b, m, rest);
   copy_words(r, t, n);
-  multiply_low(t, a + l, b, h, rest);
-  add_words(r + l, t, h);
-  multiply_low(t, a, b + l, h, rest);
-  add_words(r + l, t, h);
+  multiply_low(t, a + m, b, h, rest);
+  add_words(r + m, t, h);
+  multiply_low(t, a, b + m, h, rest);
+  add_words(r + m, t, h);
 }
 
 namespace {
