@@ -55,6 +55,32 @@ bool difference(Word* d, const Word* a0, std::size_t l, const Word* a1, std::siz
 
 void multiply_balanced(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept;
 
+// Adds the middle term lo + hi -/+ t at B^l into r[0, 2n), which holds lo =
+// L1 B^l + L0 in its first 2l words and hi = H1 B^l + H0 above (L0, L1, H0
+// of l words, H1 of 2h - l). With what r holds, the words from l up become
+// (L0 + S) + (S + H1) B^l + H1 B^2l -/+ t, S = L1 + H0: S is formed once, in
+// H0's place, and a copy of it takes L0. About six passes of l words where
+// copying the middle term out and adding it back took eight.
+void karatsuba_middle(Word* r, std::size_t n, std::size_t l, const Word* t, bool negative) noexcept {
+  const std::size_t top = 2 * (n - l) - l;  // H1's words
+  Word* low = r + l;
+  Word* mid = r + 2 * l;
+  const Word s_carry = add_words(mid, low, l);  // S, its carry due at 2l and at 3l
+  copy_words(low, mid, l);
+  const Word low_carry = add_words(low, r, l) + s_carry;  // due at 2l
+  // S + H1: H1 is read from above the words being written, so in place.
+  Word high = s_carry + add_word(mid + top, l - top, add_words(mid, mid + l, top));
+  high += add_word(mid, l, low_carry);
+  if (negative) {
+    high += add_words(low, t, 2 * l);
+  } else {
+    high -= sub_words(low, t, 2 * l);
+  }
+  // `high` is never negative here: the product's words from 3l up hold
+  // floor(a b / B^3l), at least H1 = floor(a1 b1 / B^l), which they hold now.
+  add_word(r + 3 * l, top, high);
+}
+
 // Karatsuba: with a = a1 B^l + a0 and b likewise, a * b = a1 b1 B^2l +
 // (a0 b0 + a1 b1 - (a0 - a1)(b0 - b1)) B^l + a0 b0, three half-size products.
 void multiply_karatsuba(Word* r, const Word* a, const Word* b, std::size_t n, Word* s) noexcept {
@@ -67,30 +93,39 @@ void multiply_karatsuba(Word* r, const Word* a, const Word* b, std::size_t n, Wo
   multiply_balanced(t, da, db, l, rest);
   multiply_balanced(r, a, b, l, rest);
   multiply_balanced(r + 2 * l, a + l, b + l, h, rest);
-  // The middle term, lo + hi -/+ t, with its carry word c (never negative at
-  // the end, since the middle term is a0 b1 + a1 b0).
-  Word* middle = rest;
-  copy_words(middle, r, 2 * l);
-  Word c = add_words(middle, r + 2 * l, 2 * h);
-  c = add_word(middle + 2 * h, 2 * (l - h), c);
-  if (negative) {
-    c += add_words(middle, t, 2 * l);
-  } else {
-    c -= sub_words(middle, t, 2 * l);
-  }
-  c += add_words(r + l, middle, 2 * l);
-  add_word(r + 3 * l, 2 * n - 3 * l, c);
+  karatsuba_middle(r, n, l, t, negative);
 }
 
 // Bit and digit helpers of the three-way split; all in place on w[0, n).
-void shift_left_1(Word* w, std::size_t n) noexcept {
-  for (std::size_t i = n; i-- > 1;) w[i] = (w[i] << 1) | (w[i - 1] >> 63);
-  w[0] <<= 1;
-}
-
 void shift_right_1(Word* w, std::size_t n) noexcept {
   for (std::size_t i = 0; i + 1 < n; ++i) w[i] = (w[i] >> 1) | (w[i + 1] << 63);
   w[n - 1] >>= 1;
+}
+
+// r[0, n) += x[0, n) * 2^shift, shift from 1 to 63, in one pass; returns
+// the word due at r[n]: the bits shifted out of x and the carry.
+Word add_shifted(Word* r, const Word* x, std::size_t n, unsigned shift) noexcept {
+  Word out = 0;
+  unsigned char carry = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Word w = (x[i] << shift) | out;
+    out = x[i] >> (WORD_BITS - shift);
+    carry = add_with_carry(carry, r[i], w, r[i]);
+  }
+  return out + carry;
+}
+
+// r[0, n) -= x[0, n) * 2^shift, shift from 1 to 63, in one pass; returns
+// the word to take from r[n].
+Word sub_shifted(Word* r, const Word* x, std::size_t n, unsigned shift) noexcept {
+  Word out = 0;
+  unsigned char borrow = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Word w = (x[i] << shift) | out;
+    out = x[i] >> (WORD_BITS - shift);
+    borrow = sub_with_borrow(borrow, r[i], w, r[i]);
+  }
+  return out + borrow;
 }
 
 // w /= 3 for a multiple of 3: a word at a time through the inverse of 3
@@ -134,13 +169,10 @@ void toom3_evaluate(const Word* a, std::size_t k, std::size_t r, const Toom3_val
   v.at_minus_1[k] = add_word(v.at_minus_1 + r, k - r, add_words(v.at_minus_1, a2, r));
   copy_words(v.at_1, v.at_minus_1, k + 1);
   v.at_1[k] += add_words(v.at_1, a1, k);
-  // 2 (2 a2 + a1) + a0
-  copy_words(v.at_2, a2, r);
-  zero_words(v.at_2 + r, k + 1 - r);
-  shift_left_1(v.at_2, k + 1);
-  v.at_2[k] += add_words(v.at_2, a1, k);
-  shift_left_1(v.at_2, k + 1);
-  v.at_2[k] += add_words(v.at_2, a, k);
+  // a0 + 2 a1 + 4 a2
+  copy_words(v.at_2, a, k);
+  v.at_2[k] = add_shifted(v.at_2, a1, k, 1);
+  add_word(v.at_2 + r, k + 1 - r, add_shifted(v.at_2, a2, r, 2));
 }
 
 // r += w[0, n) * 2^(64 * at), within r[0, top); the sum fits.
@@ -185,25 +217,22 @@ void toom3_interpolate(Word* r, std::size_t n, std::size_t k, Toom3_products p, 
   sub_word(c2 + 2 * rest, l - 2 * rest, sub_words(c2, c4, 2 * rest));
   // c3 = ((w(2) - c0 - 4 (c2 + 4 c4)) / 2 - t2) / 3, from w(2) = c0 + 2 c1 +
   // 4 c2 + 8 c3 + 16 c4.
+  // The differences below are taken modulo B^l: the value they reach,
+  // 2 c1 + 8 c3, is not negative and fits.
   Word* c3 = p.w2;
   sub_word(c3 + 2 * k, l - 2 * k, sub_words(c3, c0, 2 * k));
-  copy_words(spare, c4, 2 * rest);
-  zero_words(spare + 2 * rest, l - 2 * rest);
-  shift_left_1(spare, l);
-  shift_left_1(spare, l);
-  add_words(spare, c2, l);
-  shift_left_1(spare, l);
-  shift_left_1(spare, l);
-  sub_words(c3, spare, l);
+  sub_shifted(c3, c2, l, 2);
+  sub_word(c3 + 2 * rest, l - 2 * rest, sub_shifted(c3, c4, 2 * rest, 4));
   shift_right_1(c3, l);
   sub_words(c3, t2, l);
   divide_exactly_by_3(c3, l);
   Word* c1 = t2;
   sub_words(c1, c3, l);
 
-  zero_words(r + 2 * k, 2 * k);
+  // c2 takes the free words between c0 and c4, its last two added to c4.
+  copy_words(r + 2 * k, c2, 2 * k);
+  add_at(r, 2 * n, 4 * k, c2 + 2 * k, l - 2 * k);
   add_at(r, 2 * n, k, c1, l);
-  add_at(r, 2 * n, 2 * k, c2, l);
   add_at(r, 2 * n, 3 * k, c3, l);
 }
 
