@@ -8,7 +8,7 @@
 // split wins at every size measured. Each time is the minimum of many runs,
 // which keeps out most of the noise of a shared machine.
 //
-//   bench_ext_number_tune [karatsuba|toom3|mullo|mullo_split|divide|sizes]
+//   bench_ext_number_tune [karatsuba|toom3|toom4|mullo|mullo_split|divide|sizes]
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -84,6 +84,7 @@ int main(int argc, char** argv) {
   };
   if (which == "all" || which == "karatsuba") sweep("karatsuba", d::KARATSUBA_THRESHOLD, 8, 48, 4, product);
   if (which == "all" || which == "toom3") sweep("toom3", d::TOOM3_THRESHOLD, 80, 680, 60, product);
+  if (which == "all" || which == "toom4") sweep("toom4", d::TOOM4_THRESHOLD, 300, 1200, 100, product);
   if (which == "all" || which == "mullo") {
     sweep("mullo", d::MULLO_THRESHOLD, 48, 288, 24, [&](std::size_t n) {
       return std::function<void()>([&, n] { d::multiply_low(r.data(), a.data(), b.data(), n, scratch.data()); });

@@ -94,7 +94,7 @@ void add_shifted_row(const Word_writer& r, const Word_reader& b, std::size_t row
 
 // Large products go block by block: blocks of this many words of each
 // factor, multiplied with the split forms of word_ops.h into buffers on the
-// stack (about 80 KiB), so that no product allocates whatever the size.
+// stack (about 112 KiB), so that no product allocates whatever the size.
 // Below the block size the split is the whole product; above it the blocks
 // are combined like schoolbook digits.
 constexpr std::size_t BLOCK_WORDS = detail::PRODUCT_BLOCK_WORDS;
@@ -156,7 +156,7 @@ void load_block(const Word_reader& x, std::size_t from, std::size_t n, Word* out
 }
 
 // Receivers of up to this many words whose factors fill them take their
-// product as one low half rather than blocks (about 150 KiB of stack).
+// product as one low half rather than blocks (about 156 KiB of stack).
 constexpr std::size_t LOW_HALF_WORDS = detail::PRODUCT_LOW_HALF_WORDS;
 constexpr std::size_t LOW_HALF_SCRATCH_WORDS = detail::multiply_low_scratch(LOW_HALF_WORDS);
 

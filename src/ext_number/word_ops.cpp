@@ -128,17 +128,28 @@ Word sub_shifted(Word* r, const Word* x, std::size_t n, unsigned shift) noexcept
   return out + borrow;
 }
 
-// w /= 3 for a multiple of 3: a word at a time through the inverse of 3
-// modulo 2^64, the borrow running upward.
-void divide_exactly_by_3(Word* w, std::size_t n) noexcept {
-  constexpr Word INVERSE_OF_3 = 0xAAAAAAAAAAAAAAABull;
+// The inverse of the odd word d modulo 2^64 (Newton's iteration, each step
+// doubling the bits that are right; d itself is right to three).
+constexpr Word inverse_of(Word d) noexcept {
+  Word inverse = d;
+  for (int step = 0; step < 5; ++step) inverse *= 2 - d * inverse;
+  return inverse;
+}
+
+// w /= d for a multiple of the odd d: a word at a time through the inverse
+// of d modulo 2^64, the borrow running upward. Taken modulo B^n, it divides
+// a negative multiple in two's complement as well.
+template <Word D>
+void divide_exactly(Word* w, std::size_t n) noexcept {
+  constexpr Word INVERSE = inverse_of(D);
+  static_assert(D * INVERSE == 1);
   Word borrow = 0;
   for (std::size_t i = 0; i < n; ++i) {
     const Word x = w[i] - borrow;
     const Word under = w[i] < borrow;
-    const Word q = x * INVERSE_OF_3;  // 3 q = x + high(3 q) * 2^64
+    const Word q = x * INVERSE;  // D q = x + high(D q) * 2^64
     w[i] = q;
-    borrow = static_cast<Word>((static_cast<Wide>(q) * 3) >> 64) + under;
+    borrow = static_cast<Word>((static_cast<Wide>(q) * D) >> 64) + under;
   }
 }
 
@@ -225,7 +236,7 @@ void toom3_interpolate(Word* r, std::size_t n, std::size_t k, Toom3_products p, 
   sub_word(c3 + 2 * rest, l - 2 * rest, sub_shifted(c3, c4, 2 * rest, 4));
   shift_right_1(c3, l);
   sub_words(c3, t2, l);
-  divide_exactly_by_3(c3, l);
+  divide_exactly<3>(c3, l);
   Word* c1 = t2;
   sub_words(c1, c3, l);
 
@@ -268,14 +279,171 @@ void multiply_toom3(Word* r, const Word* a, const Word* b, std::size_t n, Word* 
   toom3_interpolate(r, n, k, {w1, wm1, w2, spare}, minus_1_negative);
 }
 
+// The values of a0 + a1 X + a2 X^2 + a3 X^3 (parts of k, k, k and r
+// words) at 1, -1, 2, -2 and 8 times its value at 1/2, each in k + 1 words;
+// at -1 and -2 the magnitude, with its sign.
+struct Toom4_values {
+  Word* at_1;
+  Word* at_minus_1;
+  Word* at_2;
+  Word* at_minus_2;
+  Word* at_half;
+  bool minus_1_negative;
+  bool minus_2_negative;
+};
+
+// v's values from a; `t` is 2 (k + 1) words of scratch.
+void toom4_evaluate(const Word* a, std::size_t k, std::size_t r, Toom4_values& v, Word* t) noexcept {
+  const std::size_t k1 = k + 1;
+  const Word* a1 = a + k;
+  const Word* a2 = a + 2 * k;
+  const Word* a3 = a + 3 * k;
+  Word* even = t;
+  Word* odd = t + k1;
+  copy_words(even, a, k);  // a0 + a2, a1 + a3
+  even[k] = add_words(even, a2, k);
+  copy_words(odd, a1, k);
+  odd[k] = add_word(odd + r, k - r, add_words(odd, a3, r));
+  copy_words(v.at_1, even, k1);
+  add_words(v.at_1, odd, k1);
+  v.minus_1_negative = absolute_difference(v.at_minus_1, even, odd, k1);
+  copy_words(even, a, k);  // a0 + 4 a2, 2 a1 + 8 a3
+  even[k] = add_shifted(even, a2, k, 2);
+  zero_words(odd, k1);
+  odd[k] = add_shifted(odd, a1, k, 1);
+  add_word(odd + r, k1 - r, add_shifted(odd, a3, r, 3));
+  copy_words(v.at_2, even, k1);
+  add_words(v.at_2, odd, k1);
+  v.minus_2_negative = absolute_difference(v.at_minus_2, even, odd, k1);
+  copy_words(v.at_half, a3, r);  // 8 a0 + 4 a1 + 2 a2 + a3
+  zero_words(v.at_half + r, k1 - r);
+  v.at_half[k] += add_shifted(v.at_half, a2, k, 1);
+  v.at_half[k] += add_shifted(v.at_half, a1, k, 2);
+  v.at_half[k] += add_shifted(v.at_half, a, k, 3);
+}
+
+// x[0, l) -= y[0, m) * 2^shift (shift 0 to 63) for m <= l, modulo B^l.
+void sub_at_scale(Word* x, std::size_t l, const Word* y, std::size_t m, unsigned shift) noexcept {
+  const Word borrow = shift == 0 ? sub_words(x, y, m) : sub_shifted(x, y, m, shift);
+  sub_word(x + m, l - m, borrow);
+}
+
+// e = (w + v) / 2^shift and w = (w - v) / 2^shift, v taken with its sign,
+// both exact and not negative.
+void sum_and_difference(Word* e, Word* w, const Word* v, bool v_negative, std::size_t l, unsigned shift) noexcept {
+  copy_words(e, w, l);
+  if (v_negative) {
+    sub_words(e, v, l);
+    add_words(w, v, l);
+  } else {
+    add_words(e, v, l);
+    sub_words(w, v, l);
+  }
+  shift_right_1(e, l);
+  for (unsigned i = 0; i < shift; ++i) shift_right_1(w, l);
+}
+
+// The products of multiply_toom4 at 1, -1, 2, -2 and 1/2 (scaled), each of
+// l = 2k + 2 words, and two more buffers as large.
+struct Toom4_products {
+  Word* w1;
+  Word* wm1;
+  Word* w2;
+  Word* wm2;
+  Word* wh;
+  Word* e1;
+  Word* e2;
+};
+
+// Solves for c1 to c5 from the products and c0, c6 already in r, and adds
+// them in at k to 5k. Every step is modulo B^l, where each value it reaches
+// is not negative and fits.
+void toom4_interpolate(Word* r, std::size_t n, std::size_t k, const Toom4_products& p, bool m1_negative,
+                       bool m2_negative) noexcept {
+  const std::size_t l = 2 * k + 2, c6n = 2 * (n - 3 * k);
+  const Word* c0 = r;
+  const Word* c6 = r + 6 * k;
+  // e1 = c0 + c2 + c4 + c6, w1 = O1 = c1 + c3 + c5; e2 = c0 + 4 c2 + 16 c4
+  // + 64 c6, w2 = O2 = c1 + 4 c3 + 16 c5.
+  sum_and_difference(p.e1, p.w1, p.wm1, m1_negative, l, 1);
+  sum_and_difference(p.e2, p.w2, p.wm2, m2_negative, l, 2);
+  // c4 = ((e2 - c0 - 64 c6) / 4 - (e1 - c0 - c6)) / 3 in e2, c2 in e1.
+  sub_at_scale(p.e1, l, c0, 2 * k, 0);
+  sub_at_scale(p.e1, l, c6, c6n, 0);
+  sub_at_scale(p.e2, l, c0, 2 * k, 0);
+  sub_at_scale(p.e2, l, c6, c6n, 6);
+  shift_right_1(p.e2, l);
+  shift_right_1(p.e2, l);
+  sub_words(p.e2, p.e1, l);
+  divide_exactly<3>(p.e2, l);
+  sub_words(p.e1, p.e2, l);
+  // wh - 64 c0 - 16 c2 - 4 c4 - c6 = 2 (16 c1 + 4 c3 + c5); less O1 it is
+  // 3 P, P = 5 c1 + c3. O2 - O1 = 3 Q, Q = c3 + 5 c5.
+  sub_at_scale(p.wh, l, c0, 2 * k, 6);
+  sub_at_scale(p.wh, l, p.e1, l, 4);
+  sub_at_scale(p.wh, l, p.e2, l, 2);
+  sub_at_scale(p.wh, l, c6, c6n, 0);
+  shift_right_1(p.wh, l);
+  sub_words(p.wh, p.w1, l);
+  divide_exactly<3>(p.wh, l);
+  sub_words(p.w2, p.w1, l);
+  divide_exactly<3>(p.w2, l);
+  // c1 = (4 P + Q - 5 O1) / 15 in wm1, c5 = O1 - P + 4 c1 in wm2, c3 = O1 - c1 - c5 in w1.
+  copy_words(p.wm1, p.w2, l);
+  add_shifted(p.wm1, p.wh, l, 2);
+  sub_at_scale(p.wm1, l, p.w1, l, 0);
+  sub_at_scale(p.wm1, l, p.w1, l, 2);
+  divide_exactly<15>(p.wm1, l);
+  copy_words(p.wm2, p.w1, l);
+  sub_words(p.wm2, p.wh, l);
+  add_shifted(p.wm2, p.wm1, l, 2);
+  sub_words(p.w1, p.wm1, l);
+  sub_words(p.w1, p.wm2, l);
+  // c2 and c4 fill the words between c0 and c6, their top two words added above.
+  copy_words(r + 2 * k, p.e1, 2 * k);
+  copy_words(r + 4 * k, p.e2, 2 * k);
+  add_at(r, 2 * n, 4 * k, p.e1 + 2 * k, 2);
+  add_at(r, 2 * n, 6 * k, p.e2 + 2 * k, 2);
+  add_at(r, 2 * n, k, p.wm1, l);
+  add_at(r, 2 * n, 3 * k, p.w1, l);
+  add_at(r, 2 * n, 5 * k, p.wm2, l);
+}
+
+// Toom-4: a and b as polynomials of four parts in X = B^k, their product
+// from seven products (at 0, 1, -1, 2, -2, 1/2 and infinity), five of them
+// of k + 1 words, and an exact interpolation.
+void multiply_toom4(Word* r, const Word* a, const Word* b, std::size_t n, Word* s) noexcept {
+  const std::size_t k = (n + 3) / 4, rest = n - 3 * k, k1 = k + 1, l = 2 * k1;
+  Word* pa = s;  // the values: 5 (k + 1) words for each factor
+  Word* pb = pa + 5 * k1;
+  Word* w = pb + 5 * k1;  // seven buffers of l words
+  const Toom4_products p{w, w + l, w + 2 * l, w + 3 * l, w + 4 * l, w + 5 * l, w + 6 * l};
+  Word* next = w + 7 * l;
+  Toom4_values va{pa, pa + k1, pa + 2 * k1, pa + 3 * k1, pa + 4 * k1, false, false};
+  Toom4_values vb{pb, pb + k1, pb + 2 * k1, pb + 3 * k1, pb + 4 * k1, false, false};
+  toom4_evaluate(a, k, rest, va, p.e1);
+  toom4_evaluate(b, k, rest, vb, p.e1);
+  multiply_balanced(p.w1, va.at_1, vb.at_1, k1, next);
+  multiply_balanced(p.wm1, va.at_minus_1, vb.at_minus_1, k1, next);
+  multiply_balanced(p.w2, va.at_2, vb.at_2, k1, next);
+  multiply_balanced(p.wm2, va.at_minus_2, vb.at_minus_2, k1, next);
+  multiply_balanced(p.wh, va.at_half, vb.at_half, k1, next);
+  multiply_balanced(r, a, b, k, next);                             // c0
+  multiply_balanced(r + 6 * k, a + 3 * k, b + 3 * k, rest, next);  // c6
+  toom4_interpolate(r, n, k, p, va.minus_1_negative != vb.minus_1_negative,
+                    va.minus_2_negative != vb.minus_2_negative);
+}
+
 // r[0, 2n) = a[0, n) * b[0, n).
 void multiply_balanced(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept {
   if (n < KARATSUBA_THRESHOLD) {
     multiply_rows(r, a, n, b, n);
   } else if (n < TOOM3_THRESHOLD) {
     multiply_karatsuba(r, a, b, n, scratch);
-  } else {
+  } else if (n < TOOM4_THRESHOLD) {
     multiply_toom3(r, a, b, n, scratch);
+  } else {
+    multiply_toom4(r, a, b, n, scratch);
   }
 }
 

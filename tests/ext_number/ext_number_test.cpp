@@ -245,10 +245,10 @@ TEST(ExtNumberReference, SplitProductsMatchAroundThresholds) {
   using namespace kov::detail;
   Random random;
   std::vector<unsigned> words;
-  for (std::size_t t : {KARATSUBA_THRESHOLD, TOOM3_THRESHOLD, MULLO_THRESHOLD}) {
+  for (std::size_t t : {KARATSUBA_THRESHOLD, TOOM3_THRESHOLD, TOOM4_THRESHOLD, MULLO_THRESHOLD}) {
     for (unsigned w : around(t)) words.push_back(w);
   }
-  for (std::size_t t : {KARATSUBA_THRESHOLD, TOOM3_THRESHOLD, MULLO_THRESHOLD}) {
+  for (std::size_t t : {KARATSUBA_THRESHOLD, TOOM3_THRESHOLD, TOOM4_THRESHOLD, MULLO_THRESHOLD}) {
     for (unsigned w : low_half_splits_around(t)) words.push_back(w);
   }
   for (std::size_t w : {PRODUCT_BLOCK_WORDS - 1, PRODUCT_BLOCK_WORDS, PRODUCT_BLOCK_WORDS + 1,
