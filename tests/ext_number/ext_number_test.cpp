@@ -222,17 +222,26 @@ std::vector<unsigned> around(std::size_t threshold) {
   return {t - 1, t, t + 1, 2 * t - 3, 2 * t - 2, 2 * t - 1, 2 * t, 2 * t + 1};
 }
 
-// Word counts of low halves whose split puts one of its parts just below, at
-// and just above `threshold`: the two low halves (the share of
-// multiply_low_high_part) and the full product (the rest).
-std::vector<unsigned> low_half_splits_around(std::size_t threshold) {
-  using kov::detail::multiply_low_high_part;
+// Word counts of low halves whose split puts a part next to the threshold
+// that decides the part's form: the two low halves (h words) around
+// MULLO_THRESHOLD, the full product (n - h words) around Toom-3's and
+// Toom-4's. The first count for each part length.
+std::vector<unsigned> low_half_split_sizes() {
+  using namespace kov::detail;
   std::vector<unsigned> words;
-  for (std::size_t n = kov::detail::MULLO_THRESHOLD; n <= kov::detail::PRODUCT_LOW_HALF_WORDS; ++n) {
-    const std::size_t h = multiply_low_high_part(n), m = n - h;
-    if (h + 1 == threshold || h == threshold || m + 1 == threshold || m == threshold || m == threshold + 1) {
-      words.push_back(static_cast<unsigned>(n));
+  auto add_first = [&](std::size_t (*part_of)(std::size_t), std::size_t threshold) {
+    for (std::size_t target = threshold - 1; target <= threshold + 1; ++target) {
+      for (std::size_t n = MULLO_THRESHOLD; n <= PRODUCT_LOW_HALF_WORDS; ++n) {
+        if (part_of(n) == target) {
+          words.push_back(static_cast<unsigned>(n));
+          break;
+        }
+      }
     }
+  };
+  add_first([](std::size_t n) { return multiply_low_high_part(n); }, MULLO_THRESHOLD);
+  for (std::size_t t : {TOOM3_THRESHOLD, TOOM4_THRESHOLD}) {
+    add_first([](std::size_t n) { return n - multiply_low_high_part(n); }, t);
   }
   return words;
 }
@@ -245,15 +254,16 @@ TEST(ExtNumberReference, SplitProductsMatchAroundThresholds) {
   using namespace kov::detail;
   Random random;
   std::vector<unsigned> words;
-  for (std::size_t t : {KARATSUBA_THRESHOLD, TOOM3_THRESHOLD, TOOM4_THRESHOLD, MULLO_THRESHOLD}) {
+  for (std::size_t t : {KARATSUBA_THRESHOLD, TOOM3_THRESHOLD, MULLO_THRESHOLD}) {
     for (unsigned w : around(t)) words.push_back(w);
   }
-  for (std::size_t t : {KARATSUBA_THRESHOLD, TOOM3_THRESHOLD, TOOM4_THRESHOLD, MULLO_THRESHOLD}) {
-    for (unsigned w : low_half_splits_around(t)) words.push_back(w);
+  // Toom-4's parts are a quarter long: twice its threshold crosses nothing.
+  for (std::size_t w : {TOOM4_THRESHOLD - 1, TOOM4_THRESHOLD, TOOM4_THRESHOLD + 1}) {
+    words.push_back(static_cast<unsigned>(w));
   }
+  for (unsigned w : low_half_split_sizes()) words.push_back(w);
   for (std::size_t w : {PRODUCT_BLOCK_WORDS - 1, PRODUCT_BLOCK_WORDS, PRODUCT_BLOCK_WORDS + 1,
-                        2 * PRODUCT_BLOCK_WORDS + 3, PRODUCT_LOW_HALF_WORDS - 1, PRODUCT_LOW_HALF_WORDS,
-                        PRODUCT_LOW_HALF_WORDS + 1}) {
+                        2 * PRODUCT_BLOCK_WORDS + 3, PRODUCT_LOW_HALF_WORDS, PRODUCT_LOW_HALF_WORDS + 1}) {
     words.push_back(static_cast<unsigned>(w));
   }
   for (unsigned w : words) {
