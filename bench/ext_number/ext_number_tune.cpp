@@ -8,7 +8,7 @@
 // split wins at every size measured. Each time is the minimum of many runs,
 // which keeps out most of the noise of a shared machine.
 //
-//   bench_ext_number_tune [karatsuba|toom3|mullo|divide]
+//   bench_ext_number_tune [karatsuba|toom3|toom4|mullo|mullo_split|divide|sizes]
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -84,10 +84,25 @@ int main(int argc, char** argv) {
   };
   if (which == "all" || which == "karatsuba") sweep("karatsuba", d::KARATSUBA_THRESHOLD, 8, 48, 4, product);
   if (which == "all" || which == "toom3") sweep("toom3", d::TOOM3_THRESHOLD, 80, 680, 60, product);
+  if (which == "all" || which == "toom4") sweep("toom4", d::TOOM4_THRESHOLD, 300, 1200, 100, product);
   if (which == "all" || which == "mullo") {
     sweep("mullo", d::MULLO_THRESHOLD, 48, 288, 24, [&](std::size_t n) {
       return std::function<void()>([&, n] { d::multiply_low(r.data(), a.data(), b.data(), n, scratch.data()); });
     });
+  }
+  if (which == "all" || which == "mullo_split") {  // low halves for each share of their split
+    std::printf("mullo_split: n, then ns per share given to the two low halves\n");
+    const std::size_t saved = d::MULLO_SPLIT_PERCENT;
+    for (std::size_t n : {256, 512, 1024, 2048}) {
+      std::printf("mullo_split %4zu", n);
+      for (std::size_t percent : {20, 25, 30, 35, 40, 50}) {
+        d::MULLO_SPLIT_PERCENT = percent;
+        std::printf("  %zu%% %8.0f", percent,
+                    min_time([&, n] { d::multiply_low(r.data(), a.data(), b.data(), n, scratch.data()); }));
+      }
+      std::printf("\n");
+    }
+    d::MULLO_SPLIT_PERCENT = saved;
   }
   if (which == "sizes") {  // the split forms as they stand, for reference
     for (std::size_t n : {128, 512, 1024, 2048}) {

@@ -25,7 +25,9 @@
 // Only partial_inverse may allocate: one working buffer for the call, taken
 // from the heap for numbers of more than 128 bytes. set_product and
 // add_product of large numbers (factors of 320 bytes and more into a
-// receiver of 1280 bytes and more) use about 104 KiB of stack instead.
+// receiver of 1280 bytes and more) use about 112 KiB of stack instead, and
+// up to 156 KiB when the receiver and both factors have one size of at most
+// 16 KiB.
 //
 // Caller's limits: is_odd, shift_maximize and partial_inverse need a size of
 // at least 1; the first and second numbers of partial_inverse have this

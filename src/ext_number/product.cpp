@@ -7,6 +7,7 @@
 // value modulo 2^64 of everything added there is kept and its low bytes are
 // stored, which is the arithmetic modulo W.
 #include <algorithm>
+#include <cstring>
 
 #include "ext_number/word_ops.h"
 #include "kov/ext_number.h"
@@ -93,7 +94,7 @@ void add_shifted_row(const Word_writer& r, const Word_reader& b, std::size_t row
 
 // Large products go block by block: blocks of this many words of each
 // factor, multiplied with the split forms of word_ops.h into buffers on the
-// stack (about 80 KiB), so that no product allocates whatever the size.
+// stack (about 112 KiB), so that no product allocates whatever the size.
 // Below the block size the split is the whole product; above it the blocks
 // are combined like schoolbook digits.
 constexpr std::size_t BLOCK_WORDS = detail::PRODUCT_BLOCK_WORDS;
@@ -154,6 +155,42 @@ void load_block(const Word_reader& x, std::size_t from, std::size_t n, Word* out
   }
 }
 
+// Receivers of up to this many words whose factors fill them take their
+// product as one low half rather than blocks (about 156 KiB of stack).
+constexpr std::size_t LOW_HALF_WORDS = detail::PRODUCT_LOW_HALF_WORDS;
+constexpr std::size_t LOW_HALF_SCRATCH_WORDS = detail::multiply_low_scratch(LOW_HALF_WORDS);
+
+// True when r = x * y mod B^n is one low half: x, y and r all of n words,
+// n from MULLO_THRESHOLD to LOW_HALF_WORDS.
+bool is_one_low_half(const Word_writer& r, const Word_reader& x, const Word_reader& y) noexcept {
+  return x.words() == r.words() && y.words() == r.words() && r.words() >= detail::MULLO_THRESHOLD &&
+         r.words() <= LOW_HALF_WORDS;
+}
+
+// product[0, n) = x * y mod B^n for x and y of n words.
+[[gnu::noinline]] void low_half_product(const Word_reader& x, const Word_reader& y, std::size_t n,
+                                        Word* product) noexcept {
+  Word xa[LOW_HALF_WORDS], yb[LOW_HALF_WORDS], scratch[LOW_HALF_SCRATCH_WORDS];
+  load_block(x, 0, n, xa);
+  load_block(y, 0, n, yb);
+  detail::multiply_low(product, xa, yb, n, scratch);
+}
+
+// r = x * y mod B^n, or r += that when `accumulate`, for the sizes that
+// is_one_low_half accepts.
+[[gnu::noinline]] void low_half(const Word_writer& r, const Word_reader& x, const Word_reader& y,
+                                bool accumulate) noexcept {
+  Word product[LOW_HALF_WORDS];
+  const std::size_t n = r.words();
+  low_half_product(x, y, n, product);
+  if (accumulate) {
+    add_words_at(r, 0, product, n);
+  } else {
+    std::memcpy(r.bytes(), product, WORD_BYTES * r.full());
+    if (n > r.full()) r.set(r.full(), product[r.full()]);
+  }
+}
+
 }  // namespace
 
 void Kov_ext_number::add_product(const Kov_ext_number& a, const Kov_ext_number& b) noexcept {
@@ -163,7 +200,11 @@ void Kov_ext_number::add_product(const Kov_ext_number& a, const Kov_ext_number& 
   const Word_reader y(b.m_bytes_p, std::min(b.m_size, m_size));
   if (std::min(x.words(), y.words()) >= detail::KARATSUBA_THRESHOLD &&
       r.words() >= detail::MULLO_THRESHOLD) {
-    add_product_blocks(r, x, y);
+    if (is_one_low_half(r, x, y)) {
+      low_half(r, x, y, true);
+    } else {
+      add_product_blocks(r, x, y);
+    }
     return;
   }
   for (std::size_t row = 0; row < x.words(); ++row) {
@@ -173,6 +214,13 @@ void Kov_ext_number::add_product(const Kov_ext_number& a, const Kov_ext_number& 
 }
 
 void Kov_ext_number::set_product(const Kov_ext_number& a, const Kov_ext_number& b) noexcept {
+  const Word_writer r(m_bytes_p, m_size);
+  const Word_reader x(a.m_bytes_p, std::min(a.m_size, m_size));
+  const Word_reader y(b.m_bytes_p, std::min(b.m_size, m_size));
+  if (is_one_low_half(r, x, y)) {  // stored, without clearing this number first
+    low_half(r, x, y, false);
+    return;
+  }
   set_zero();
   add_product(a, b);
 }

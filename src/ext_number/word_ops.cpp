@@ -55,6 +55,32 @@ bool difference(Word* d, const Word* a0, std::size_t l, const Word* a1, std::siz
 
 void multiply_balanced(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept;
 
+// Adds the middle term lo + hi -/+ t at B^l into r[0, 2n), which holds lo =
+// L1 B^l + L0 in its first 2l words and hi = H1 B^l + H0 above (L0, L1, H0
+// of l words, H1 of 2h - l). With what r holds, the words from l up become
+// (L0 + S) + (S + H1) B^l + H1 B^2l -/+ t, S = L1 + H0: S is formed once, in
+// H0's place, and a copy of it takes L0. About six passes of l words where
+// copying the middle term out and adding it back took eight.
+void karatsuba_middle(Word* r, std::size_t n, std::size_t l, const Word* t, bool negative) noexcept {
+  const std::size_t top = 2 * (n - l) - l;  // H1's words
+  Word* low = r + l;
+  Word* mid = r + 2 * l;
+  const Word s_carry = add_words(mid, low, l);  // S, its carry due at 2l and at 3l
+  copy_words(low, mid, l);
+  const Word low_carry = add_words(low, r, l) + s_carry;  // due at 2l
+  // S + H1: H1 is read from above the words being written, so in place.
+  Word high = s_carry + add_word(mid + top, l - top, add_words(mid, mid + l, top));
+  high += add_word(mid, l, low_carry);
+  if (negative) {
+    high += add_words(low, t, 2 * l);
+  } else {
+    high -= sub_words(low, t, 2 * l);
+  }
+  // `high` is never negative here: the product's words from 3l up hold
+  // floor(a b / B^3l), at least H1 = floor(a1 b1 / B^l), which they hold now.
+  add_word(r + 3 * l, top, high);
+}
+
 // Karatsuba: with a = a1 B^l + a0 and b likewise, a * b = a1 b1 B^2l +
 // (a0 b0 + a1 b1 - (a0 - a1)(b0 - b1)) B^l + a0 b0, three half-size products.
 void multiply_karatsuba(Word* r, const Word* a, const Word* b, std::size_t n, Word* s) noexcept {
@@ -67,43 +93,63 @@ void multiply_karatsuba(Word* r, const Word* a, const Word* b, std::size_t n, Wo
   multiply_balanced(t, da, db, l, rest);
   multiply_balanced(r, a, b, l, rest);
   multiply_balanced(r + 2 * l, a + l, b + l, h, rest);
-  // The middle term, lo + hi -/+ t, with its carry word c (never negative at
-  // the end, since the middle term is a0 b1 + a1 b0).
-  Word* middle = rest;
-  copy_words(middle, r, 2 * l);
-  Word c = add_words(middle, r + 2 * l, 2 * h);
-  c = add_word(middle + 2 * h, 2 * (l - h), c);
-  if (negative) {
-    c += add_words(middle, t, 2 * l);
-  } else {
-    c -= sub_words(middle, t, 2 * l);
-  }
-  c += add_words(r + l, middle, 2 * l);
-  add_word(r + 3 * l, 2 * n - 3 * l, c);
+  karatsuba_middle(r, n, l, t, negative);
 }
 
 // Bit and digit helpers of the three-way split; all in place on w[0, n).
-void shift_left_1(Word* w, std::size_t n) noexcept {
-  for (std::size_t i = n; i-- > 1;) w[i] = (w[i] << 1) | (w[i - 1] >> 63);
-  w[0] <<= 1;
-}
-
 void shift_right_1(Word* w, std::size_t n) noexcept {
   for (std::size_t i = 0; i + 1 < n; ++i) w[i] = (w[i] >> 1) | (w[i + 1] << 63);
   w[n - 1] >>= 1;
 }
 
-// w /= 3 for a multiple of 3: a word at a time through the inverse of 3
-// modulo 2^64, the borrow running upward.
-void divide_exactly_by_3(Word* w, std::size_t n) noexcept {
-  constexpr Word INVERSE_OF_3 = 0xAAAAAAAAAAAAAAABull;
+// r[0, n) += x[0, n) * 2^shift, shift from 1 to 63, in one pass; returns
+// the word due at r[n]: the bits shifted out of x and the carry.
+Word add_shifted(Word* r, const Word* x, std::size_t n, unsigned shift) noexcept {
+  Word out = 0;
+  unsigned char carry = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Word w = (x[i] << shift) | out;
+    out = x[i] >> (WORD_BITS - shift);
+    carry = add_with_carry(carry, r[i], w, r[i]);
+  }
+  return out + carry;
+}
+
+// r[0, n) -= x[0, n) * 2^shift, shift from 1 to 63, in one pass; returns
+// the word to take from r[n].
+Word sub_shifted(Word* r, const Word* x, std::size_t n, unsigned shift) noexcept {
+  Word out = 0;
+  unsigned char borrow = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Word w = (x[i] << shift) | out;
+    out = x[i] >> (WORD_BITS - shift);
+    borrow = sub_with_borrow(borrow, r[i], w, r[i]);
+  }
+  return out + borrow;
+}
+
+// The inverse of the odd word d modulo 2^64 (Newton's iteration, each step
+// doubling the bits that are right; d itself is right to three).
+constexpr Word inverse_of(Word d) noexcept {
+  Word inverse = d;
+  for (int step = 0; step < 5; ++step) inverse *= 2 - d * inverse;
+  return inverse;
+}
+
+// w /= d for a multiple of the odd d: a word at a time through the inverse
+// of d modulo 2^64, the borrow running upward. Taken modulo B^n, it divides
+// a negative multiple in two's complement as well.
+template <Word D>
+void divide_exactly(Word* w, std::size_t n) noexcept {
+  constexpr Word INVERSE = inverse_of(D);
+  static_assert(D * INVERSE == 1);
   Word borrow = 0;
   for (std::size_t i = 0; i < n; ++i) {
     const Word x = w[i] - borrow;
     const Word under = w[i] < borrow;
-    const Word q = x * INVERSE_OF_3;  // 3 q = x + high(3 q) * 2^64
+    const Word q = x * INVERSE;  // D q = x + high(D q) * 2^64
     w[i] = q;
-    borrow = static_cast<Word>((static_cast<Wide>(q) * 3) >> 64) + under;
+    borrow = static_cast<Word>((static_cast<Wide>(q) * D) >> 64) + under;
   }
 }
 
@@ -134,13 +180,10 @@ void toom3_evaluate(const Word* a, std::size_t k, std::size_t r, const Toom3_val
   v.at_minus_1[k] = add_word(v.at_minus_1 + r, k - r, add_words(v.at_minus_1, a2, r));
   copy_words(v.at_1, v.at_minus_1, k + 1);
   v.at_1[k] += add_words(v.at_1, a1, k);
-  // 2 (2 a2 + a1) + a0
-  copy_words(v.at_2, a2, r);
-  zero_words(v.at_2 + r, k + 1 - r);
-  shift_left_1(v.at_2, k + 1);
-  v.at_2[k] += add_words(v.at_2, a1, k);
-  shift_left_1(v.at_2, k + 1);
-  v.at_2[k] += add_words(v.at_2, a, k);
+  // a0 + 2 a1 + 4 a2
+  copy_words(v.at_2, a, k);
+  v.at_2[k] = add_shifted(v.at_2, a1, k, 1);
+  add_word(v.at_2 + r, k + 1 - r, add_shifted(v.at_2, a2, r, 2));
 }
 
 // r += w[0, n) * 2^(64 * at), within r[0, top); the sum fits.
@@ -185,25 +228,22 @@ void toom3_interpolate(Word* r, std::size_t n, std::size_t k, Toom3_products p, 
   sub_word(c2 + 2 * rest, l - 2 * rest, sub_words(c2, c4, 2 * rest));
   // c3 = ((w(2) - c0 - 4 (c2 + 4 c4)) / 2 - t2) / 3, from w(2) = c0 + 2 c1 +
   // 4 c2 + 8 c3 + 16 c4.
+  // The differences below are taken modulo B^l: the value they reach,
+  // 2 c1 + 8 c3, is not negative and fits.
   Word* c3 = p.w2;
   sub_word(c3 + 2 * k, l - 2 * k, sub_words(c3, c0, 2 * k));
-  copy_words(spare, c4, 2 * rest);
-  zero_words(spare + 2 * rest, l - 2 * rest);
-  shift_left_1(spare, l);
-  shift_left_1(spare, l);
-  add_words(spare, c2, l);
-  shift_left_1(spare, l);
-  shift_left_1(spare, l);
-  sub_words(c3, spare, l);
+  sub_shifted(c3, c2, l, 2);
+  sub_word(c3 + 2 * rest, l - 2 * rest, sub_shifted(c3, c4, 2 * rest, 4));
   shift_right_1(c3, l);
   sub_words(c3, t2, l);
-  divide_exactly_by_3(c3, l);
+  divide_exactly<3>(c3, l);
   Word* c1 = t2;
   sub_words(c1, c3, l);
 
-  zero_words(r + 2 * k, 2 * k);
+  // c2 takes the free words between c0 and c4, its last two added to c4.
+  copy_words(r + 2 * k, c2, 2 * k);
+  add_at(r, 2 * n, 4 * k, c2 + 2 * k, l - 2 * k);
   add_at(r, 2 * n, k, c1, l);
-  add_at(r, 2 * n, 2 * k, c2, l);
   add_at(r, 2 * n, 3 * k, c3, l);
 }
 
@@ -239,14 +279,171 @@ void multiply_toom3(Word* r, const Word* a, const Word* b, std::size_t n, Word* 
   toom3_interpolate(r, n, k, {w1, wm1, w2, spare}, minus_1_negative);
 }
 
+// The values of a0 + a1 X + a2 X^2 + a3 X^3 (parts of k, k, k and r
+// words) at 1, -1, 2, -2 and 8 times its value at 1/2, each in k + 1 words;
+// at -1 and -2 the magnitude, with its sign.
+struct Toom4_values {
+  Word* at_1;
+  Word* at_minus_1;
+  Word* at_2;
+  Word* at_minus_2;
+  Word* at_half;
+  bool minus_1_negative;
+  bool minus_2_negative;
+};
+
+// v's values from a; `t` is 2 (k + 1) words of scratch.
+void toom4_evaluate(const Word* a, std::size_t k, std::size_t r, Toom4_values& v, Word* t) noexcept {
+  const std::size_t k1 = k + 1;
+  const Word* a1 = a + k;
+  const Word* a2 = a + 2 * k;
+  const Word* a3 = a + 3 * k;
+  Word* even = t;
+  Word* odd = t + k1;
+  copy_words(even, a, k);  // a0 + a2, a1 + a3
+  even[k] = add_words(even, a2, k);
+  copy_words(odd, a1, k);
+  odd[k] = add_word(odd + r, k - r, add_words(odd, a3, r));
+  copy_words(v.at_1, even, k1);
+  add_words(v.at_1, odd, k1);
+  v.minus_1_negative = absolute_difference(v.at_minus_1, even, odd, k1);
+  copy_words(even, a, k);  // a0 + 4 a2, 2 a1 + 8 a3
+  even[k] = add_shifted(even, a2, k, 2);
+  zero_words(odd, k1);
+  odd[k] = add_shifted(odd, a1, k, 1);
+  add_word(odd + r, k1 - r, add_shifted(odd, a3, r, 3));
+  copy_words(v.at_2, even, k1);
+  add_words(v.at_2, odd, k1);
+  v.minus_2_negative = absolute_difference(v.at_minus_2, even, odd, k1);
+  copy_words(v.at_half, a3, r);  // 8 a0 + 4 a1 + 2 a2 + a3
+  zero_words(v.at_half + r, k1 - r);
+  v.at_half[k] += add_shifted(v.at_half, a2, k, 1);
+  v.at_half[k] += add_shifted(v.at_half, a1, k, 2);
+  v.at_half[k] += add_shifted(v.at_half, a, k, 3);
+}
+
+// x[0, l) -= y[0, m) * 2^shift (shift 0 to 63) for m <= l, modulo B^l.
+void sub_at_scale(Word* x, std::size_t l, const Word* y, std::size_t m, unsigned shift) noexcept {
+  const Word borrow = shift == 0 ? sub_words(x, y, m) : sub_shifted(x, y, m, shift);
+  sub_word(x + m, l - m, borrow);
+}
+
+// e = (w + v) / 2^shift and w = (w - v) / 2^shift, v taken with its sign,
+// both exact and not negative.
+void sum_and_difference(Word* e, Word* w, const Word* v, bool v_negative, std::size_t l, unsigned shift) noexcept {
+  copy_words(e, w, l);
+  if (v_negative) {
+    sub_words(e, v, l);
+    add_words(w, v, l);
+  } else {
+    add_words(e, v, l);
+    sub_words(w, v, l);
+  }
+  shift_right_1(e, l);
+  for (unsigned i = 0; i < shift; ++i) shift_right_1(w, l);
+}
+
+// The products of multiply_toom4 at 1, -1, 2, -2 and 1/2 (scaled), each of
+// l = 2k + 2 words, and two more buffers as large.
+struct Toom4_products {
+  Word* w1;
+  Word* wm1;
+  Word* w2;
+  Word* wm2;
+  Word* wh;
+  Word* e1;
+  Word* e2;
+};
+
+// Solves for c1 to c5 from the products and c0, c6 already in r, and adds
+// them in at k to 5k. Every step is modulo B^l, where each value it reaches
+// is not negative and fits.
+void toom4_interpolate(Word* r, std::size_t n, std::size_t k, const Toom4_products& p, bool m1_negative,
+                       bool m2_negative) noexcept {
+  const std::size_t l = 2 * k + 2, c6n = 2 * (n - 3 * k);
+  const Word* c0 = r;
+  const Word* c6 = r + 6 * k;
+  // e1 = c0 + c2 + c4 + c6, w1 = O1 = c1 + c3 + c5; e2 = c0 + 4 c2 + 16 c4
+  // + 64 c6, w2 = O2 = c1 + 4 c3 + 16 c5.
+  sum_and_difference(p.e1, p.w1, p.wm1, m1_negative, l, 1);
+  sum_and_difference(p.e2, p.w2, p.wm2, m2_negative, l, 2);
+  // c4 = ((e2 - c0 - 64 c6) / 4 - (e1 - c0 - c6)) / 3 in e2, c2 in e1.
+  sub_at_scale(p.e1, l, c0, 2 * k, 0);
+  sub_at_scale(p.e1, l, c6, c6n, 0);
+  sub_at_scale(p.e2, l, c0, 2 * k, 0);
+  sub_at_scale(p.e2, l, c6, c6n, 6);
+  shift_right_1(p.e2, l);
+  shift_right_1(p.e2, l);
+  sub_words(p.e2, p.e1, l);
+  divide_exactly<3>(p.e2, l);
+  sub_words(p.e1, p.e2, l);
+  // wh - 64 c0 - 16 c2 - 4 c4 - c6 = 2 (16 c1 + 4 c3 + c5); less O1 it is
+  // 3 P, P = 5 c1 + c3. O2 - O1 = 3 Q, Q = c3 + 5 c5.
+  sub_at_scale(p.wh, l, c0, 2 * k, 6);
+  sub_at_scale(p.wh, l, p.e1, l, 4);
+  sub_at_scale(p.wh, l, p.e2, l, 2);
+  sub_at_scale(p.wh, l, c6, c6n, 0);
+  shift_right_1(p.wh, l);
+  sub_words(p.wh, p.w1, l);
+  divide_exactly<3>(p.wh, l);
+  sub_words(p.w2, p.w1, l);
+  divide_exactly<3>(p.w2, l);
+  // c1 = (4 P + Q - 5 O1) / 15 in wm1, c5 = O1 - P + 4 c1 in wm2, c3 = O1 - c1 - c5 in w1.
+  copy_words(p.wm1, p.w2, l);
+  add_shifted(p.wm1, p.wh, l, 2);
+  sub_at_scale(p.wm1, l, p.w1, l, 0);
+  sub_at_scale(p.wm1, l, p.w1, l, 2);
+  divide_exactly<15>(p.wm1, l);
+  copy_words(p.wm2, p.w1, l);
+  sub_words(p.wm2, p.wh, l);
+  add_shifted(p.wm2, p.wm1, l, 2);
+  sub_words(p.w1, p.wm1, l);
+  sub_words(p.w1, p.wm2, l);
+  // c2 and c4 fill the words between c0 and c6, their top two words added above.
+  copy_words(r + 2 * k, p.e1, 2 * k);
+  copy_words(r + 4 * k, p.e2, 2 * k);
+  add_at(r, 2 * n, 4 * k, p.e1 + 2 * k, 2);
+  add_at(r, 2 * n, 6 * k, p.e2 + 2 * k, 2);
+  add_at(r, 2 * n, k, p.wm1, l);
+  add_at(r, 2 * n, 3 * k, p.w1, l);
+  add_at(r, 2 * n, 5 * k, p.wm2, l);
+}
+
+// Toom-4: a and b as polynomials of four parts in X = B^k, their product
+// from seven products (at 0, 1, -1, 2, -2, 1/2 and infinity), five of them
+// of k + 1 words, and an exact interpolation.
+void multiply_toom4(Word* r, const Word* a, const Word* b, std::size_t n, Word* s) noexcept {
+  const std::size_t k = (n + 3) / 4, rest = n - 3 * k, k1 = k + 1, l = 2 * k1;
+  Word* pa = s;  // the values: 5 (k + 1) words for each factor
+  Word* pb = pa + 5 * k1;
+  Word* w = pb + 5 * k1;  // seven buffers of l words
+  const Toom4_products p{w, w + l, w + 2 * l, w + 3 * l, w + 4 * l, w + 5 * l, w + 6 * l};
+  Word* next = w + 7 * l;
+  Toom4_values va{pa, pa + k1, pa + 2 * k1, pa + 3 * k1, pa + 4 * k1, false, false};
+  Toom4_values vb{pb, pb + k1, pb + 2 * k1, pb + 3 * k1, pb + 4 * k1, false, false};
+  toom4_evaluate(a, k, rest, va, p.e1);
+  toom4_evaluate(b, k, rest, vb, p.e1);
+  multiply_balanced(p.w1, va.at_1, vb.at_1, k1, next);
+  multiply_balanced(p.wm1, va.at_minus_1, vb.at_minus_1, k1, next);
+  multiply_balanced(p.w2, va.at_2, vb.at_2, k1, next);
+  multiply_balanced(p.wm2, va.at_minus_2, vb.at_minus_2, k1, next);
+  multiply_balanced(p.wh, va.at_half, vb.at_half, k1, next);
+  multiply_balanced(r, a, b, k, next);                             // c0
+  multiply_balanced(r + 6 * k, a + 3 * k, b + 3 * k, rest, next);  // c6
+  toom4_interpolate(r, n, k, p, va.minus_1_negative != vb.minus_1_negative,
+                    va.minus_2_negative != vb.minus_2_negative);
+}
+
 // r[0, 2n) = a[0, n) * b[0, n).
 void multiply_balanced(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept {
   if (n < KARATSUBA_THRESHOLD) {
     multiply_rows(r, a, n, b, n);
   } else if (n < TOOM3_THRESHOLD) {
     multiply_karatsuba(r, a, b, n, scratch);
-  } else {
+  } else if (n < TOOM4_THRESHOLD) {
     multiply_toom3(r, a, b, n, scratch);
+  } else {
+    multiply_toom4(r, a, b, n, scratch);
   }
 }
 
@@ -317,23 +514,24 @@ void multiply(Word* r, const Word* a, std::size_t an, const Word* b, std::size_t
   }
 }
 
-// With a = a1 B^l + a0 and b likewise, a * b mod B^n is a0 b0 plus the low
-// halves of a1 b0 and a0 b1 at B^l: one full product and two low halves.
+// With a = a1 B^m + a0 (a0 of m words, a1 of h = n - m) and b likewise,
+// a * b mod B^n is a0 b0 (2m >= n words, cut at n) plus the low h words of
+// a1 b0 and of a0 b1 at B^m: one full product and two low halves.
 void multiply_low(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept {
   if (n < MULLO_THRESHOLD) {
     zero_words(r, n);
     for (std::size_t i = 0; i < n; ++i) addmul_row(as_bytes(r + i), as_bytes(b), n - i, a[i]);
     return;
   }
-  const std::size_t l = (n + 1) / 2, h = n - l;
+  const std::size_t h = multiply_low_high_part(n), m = n - h;
   Word* t = scratch;
-  Word* rest = scratch + 2 * l;
-  multiply_balanced(t, a, b, l, rest);
+  Word* rest = scratch + 2 * m;
+  multiply_balanced(t, a, b, m, rest);
   copy_words(r, t, n);
-  multiply_low(t, a + l, b, h, rest);
-  add_words(r + l, t, h);
-  multiply_low(t, a, b + l, h, rest);
-  add_words(r + l, t, h);
+  multiply_low(t, a + m, b, h, rest);
+  add_words(r + m, t, h);
+  multiply_low(t, a, b + m, h, rest);
+  add_words(r + m, t, h);
 }
 
 namespace {

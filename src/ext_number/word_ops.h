@@ -39,10 +39,19 @@ KOV_EXT_NUMBER_THRESHOLD KARATSUBA_THRESHOLD = 40;
 // ... and the three-way split (Toom-3) from this size on (break-even from
 // about 140 to 320 words, ahead from 380).
 KOV_EXT_NUMBER_THRESHOLD TOOM3_THRESHOLD = 400;
+// ... and the four-way split (Toom-4) from this size on (ahead of Toom-3
+// by 5 to 9 percent from 700 to 900 words, level from 300 to 600).
+KOV_EXT_NUMBER_THRESHOLD TOOM4_THRESHOLD = 700;
 // Low halves of products (the n words of a * b mod B^n) split into one full
 // product and two low halves from this size on; below it they are the
 // triangle of schoolbook rows, which is half a full product.
 KOV_EXT_NUMBER_THRESHOLD MULLO_THRESHOLD = 160;
+// The split of a low half of n words: a full product of its low n - h words
+// and two low halves of h = n * MULLO_SPLIT_PERCENT / 100 words. Halving
+// (50) makes the low half cost as much as a full product under Karatsuba and
+// more under Toom-3; a smaller h moves work into the one full product, whose
+// split does it at a lower exponent.
+KOV_EXT_NUMBER_THRESHOLD MULLO_SPLIT_PERCENT = 25;
 // Division of 2n by n words splits into two halves from this n on (ahead
 // from 40 words).
 KOV_EXT_NUMBER_THRESHOLD DIVIDE_THRESHOLD = 40;
@@ -52,6 +61,10 @@ KOV_EXT_NUMBER_THRESHOLD DIVIDE_THRESHOLD = 40;
 // of blocks of this size (see product.cpp), so that their working space is
 // bounded and can live on the stack.
 inline constexpr std::size_t PRODUCT_BLOCK_WORDS = 1024;
+// ... except the low half of a product whose receiver and factors all have
+// the same length of up to this many words: that is one multiply_low, since
+// blocks would split it at half its length, where it costs more.
+inline constexpr std::size_t PRODUCT_LOW_HALF_WORDS = 2 * PRODUCT_BLOCK_WORDS;
 
 // r[0, n) += a[0, n); returns the carry out.
 Word add_words(Word* r, const Word* a, std::size_t n) noexcept;
@@ -69,8 +82,12 @@ KOV_EXT_NUMBER_SIZE_FUNCTION balanced_scratch(std::size_t n) noexcept {
     const std::size_t l = (n + 1) / 2;
     return 4 * l + std::max({2 * l, balanced_scratch(l), balanced_scratch(n - l)});
   }
-  const std::size_t k1 = (n + 2) / 3 + 1;  // three values of each factor, four products
-  return 6 * k1 + 8 * k1 + std::max({balanced_scratch(k1), balanced_scratch(k1 - 1), balanced_scratch(n - 2 * k1 + 2)});
+  if (n < TOOM4_THRESHOLD) {  // three values of each factor, four products
+    const std::size_t k1 = (n + 2) / 3 + 1;
+    return 6 * k1 + 8 * k1 + std::max({balanced_scratch(k1), balanced_scratch(k1 - 1), balanced_scratch(n - 2 * k1 + 2)});
+  }
+  const std::size_t k1 = (n + 3) / 4 + 1;  // five values of each factor, seven buffers of 2 k1
+  return 10 * k1 + 14 * k1 + std::max({balanced_scratch(k1), balanced_scratch(k1 - 1), balanced_scratch(n - 3 * k1 + 3)});
 }
 
 // Words of scratch that multiply needs for operands of at most n words.
@@ -79,11 +96,17 @@ KOV_EXT_NUMBER_SIZE_FUNCTION multiply_scratch(std::size_t n) noexcept { return 3
 // neither operand.
 void multiply(Word* r, const Word* a, std::size_t an, const Word* b, std::size_t bn, Word* scratch) noexcept;
 
+// Words of a low half of n words (n >= MULLO_THRESHOLD) that go to the two
+// low halves of its split; the full product takes the other n - h.
+KOV_EXT_NUMBER_SIZE_FUNCTION multiply_low_high_part(std::size_t n) noexcept {
+  return std::max<std::size_t>(1, n * MULLO_SPLIT_PERCENT / 100);
+}
+
 // Words of scratch that multiply_low needs for n words.
 KOV_EXT_NUMBER_SIZE_FUNCTION multiply_low_scratch(std::size_t n) noexcept {
   if (n < MULLO_THRESHOLD) return 0;
-  const std::size_t l = (n + 1) / 2;
-  return 2 * l + std::max(balanced_scratch(l), multiply_low_scratch(n - l));
+  const std::size_t h = multiply_low_high_part(n), m = n - h;
+  return 2 * m + std::max(balanced_scratch(m), multiply_low_scratch(h));
 }
 // r[0, n) = a[0, n) * b[0, n) mod 2^(64 n); `r` overlaps neither operand.
 void multiply_low(Word* r, const Word* a, const Word* b, std::size_t n, Word* scratch) noexcept;

@@ -193,8 +193,10 @@ TEST(ExtNumberReference, PartialInverseIsTheScaledReciprocal) {
 
 // Operand shapes for the sizes around the thresholds: random words, all
 // ones (the largest carries), a top word with only its top bit over all ones
-// below (the largest quotient-digit corrections), and a single top bit.
-enum class Shape { random, ones, top_bit_over_ones, top_bit_only };
+// below (the largest quotient-digit corrections), a single top bit, and
+// alternating bits (0xAA bytes; 0x55 in the second factor), whose halves
+// and thirds are equal, so the differences of the splits are 0.
+enum class Shape { random, ones, top_bit_over_ones, top_bit_only, alternating };
 
 void fill(Owned& n, unsigned used, Shape shape, Random& random) {
   std::memset(n.bytes, 0, n.size);
@@ -204,11 +206,13 @@ void fill(Owned& n, unsigned used, Shape shape, Random& random) {
       case Shape::ones: n.bytes[i] = 0xFF; break;
       case Shape::top_bit_over_ones: n.bytes[i] = i + 1 == used ? 0x80 : 0xFF; break;
       case Shape::top_bit_only: n.bytes[i] = i + 1 == used ? 0x80 : 0; break;
+      case Shape::alternating: n.bytes[i] = 0xAA; break;
     }
   }
 }
 
-constexpr Shape SHAPES[] = {Shape::random, Shape::ones, Shape::top_bit_over_ones, Shape::top_bit_only};
+constexpr Shape SHAPES[] = {Shape::random, Shape::ones, Shape::top_bit_over_ones, Shape::top_bit_only,
+                            Shape::alternating};
 
 // Word counts just below, at and above `threshold`, and around twice it,
 // where the halves of a split (a low half splits into full products of
@@ -216,6 +220,30 @@ constexpr Shape SHAPES[] = {Shape::random, Shape::ones, Shape::top_bit_over_ones
 std::vector<unsigned> around(std::size_t threshold) {
   const auto t = static_cast<unsigned>(threshold);
   return {t - 1, t, t + 1, 2 * t - 3, 2 * t - 2, 2 * t - 1, 2 * t, 2 * t + 1};
+}
+
+// Word counts of low halves whose split puts a part next to the threshold
+// that decides the part's form: the two low halves (h words) around
+// MULLO_THRESHOLD, the full product (n - h words) around Toom-3's and
+// Toom-4's. The first count for each part length.
+std::vector<unsigned> low_half_split_sizes() {
+  using namespace kov::detail;
+  std::vector<unsigned> words;
+  auto add_first = [&](std::size_t (*part_of)(std::size_t), std::size_t threshold) {
+    for (std::size_t target = threshold - 1; target <= threshold + 1; ++target) {
+      for (std::size_t n = MULLO_THRESHOLD; n <= PRODUCT_LOW_HALF_WORDS; ++n) {
+        if (part_of(n) == target) {
+          words.push_back(static_cast<unsigned>(n));
+          break;
+        }
+      }
+    }
+  };
+  add_first([](std::size_t n) { return multiply_low_high_part(n); }, MULLO_THRESHOLD);
+  for (std::size_t t : {TOOM3_THRESHOLD, TOOM4_THRESHOLD}) {
+    add_first([](std::size_t n) { return n - multiply_low_high_part(n); }, t);
+  }
+  return words;
 }
 
 // Products whose receiver and factors have word counts around the
@@ -229,8 +257,14 @@ TEST(ExtNumberReference, SplitProductsMatchAroundThresholds) {
   for (std::size_t t : {KARATSUBA_THRESHOLD, TOOM3_THRESHOLD, MULLO_THRESHOLD}) {
     for (unsigned w : around(t)) words.push_back(w);
   }
-  for (unsigned w : {PRODUCT_BLOCK_WORDS - 1, PRODUCT_BLOCK_WORDS, PRODUCT_BLOCK_WORDS + 1, 2 * PRODUCT_BLOCK_WORDS + 3}) {
-    words.push_back(w);
+  // Toom-4's parts are a quarter long: twice its threshold crosses nothing.
+  for (std::size_t w : {TOOM4_THRESHOLD - 1, TOOM4_THRESHOLD, TOOM4_THRESHOLD + 1}) {
+    words.push_back(static_cast<unsigned>(w));
+  }
+  for (unsigned w : low_half_split_sizes()) words.push_back(w);
+  for (std::size_t w : {PRODUCT_BLOCK_WORDS - 1, PRODUCT_BLOCK_WORDS, PRODUCT_BLOCK_WORDS + 1,
+                        2 * PRODUCT_BLOCK_WORDS + 3, PRODUCT_LOW_HALF_WORDS, PRODUCT_LOW_HALF_WORDS + 1}) {
+    words.push_back(static_cast<unsigned>(w));
   }
   for (unsigned w : words) {
     for (Shape shape : SHAPES) {
@@ -238,7 +272,8 @@ TEST(ExtNumberReference, SplitProductsMatchAroundThresholds) {
                                              std::pair{8 * w, 8 * w / 3 + 8}}) {
         Owned r(size, 1), a(factor_size, 3), b(size);
         fill(a, factor_size, shape, random);
-        fill(b, size, shape == Shape::random ? Shape::random : Shape::ones, random);
+        fill(b, size, shape == Shape::random || shape == Shape::alternating ? shape : Shape::ones, random);
+        if (shape == Shape::alternating) std::memset(b.bytes, 0x55, size);  // a's bits complemented
         fill(r, size, Shape::random, random);
         const Big before = r.big();
         r.number.add_product(a.number, b.number);
