@@ -102,30 +102,31 @@ void shift_right_1(Word* w, std::size_t n) noexcept {
   w[n - 1] >>= 1;
 }
 
-// r[0, n) += x[0, n) * 2^shift, shift from 1 to 63, in one pass; returns
-// the word due at r[n]: the bits shifted out of x and the carry.
-Word add_shifted(Word* r, const Word* x, std::size_t n, unsigned shift) noexcept {
+// r[0, n) += x[0, n) * 2^shift, or -= with Subtract, shift from 1 to 63,
+// in one pass; returns the word due at r[n] (to add, or to take): the bits
+// shifted out of x and the carry or borrow.
+template <bool Subtract>
+Word shifted_pass(Word* r, const Word* x, std::size_t n, unsigned shift) noexcept {
   Word out = 0;
   unsigned char carry = 0;
   for (std::size_t i = 0; i < n; ++i) {
     const Word w = (x[i] << shift) | out;
     out = x[i] >> (WORD_BITS - shift);
-    carry = add_with_carry(carry, r[i], w, r[i]);
+    if constexpr (Subtract) {
+      carry = sub_with_borrow(carry, r[i], w, r[i]);
+    } else {
+      carry = add_with_carry(carry, r[i], w, r[i]);
+    }
   }
   return out + carry;
 }
 
-// r[0, n) -= x[0, n) * 2^shift, shift from 1 to 63, in one pass; returns
-// the word to take from r[n].
+Word add_shifted(Word* r, const Word* x, std::size_t n, unsigned shift) noexcept {
+  return shifted_pass<false>(r, x, n, shift);
+}
+
 Word sub_shifted(Word* r, const Word* x, std::size_t n, unsigned shift) noexcept {
-  Word out = 0;
-  unsigned char borrow = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const Word w = (x[i] << shift) | out;
-    out = x[i] >> (WORD_BITS - shift);
-    borrow = sub_with_borrow(borrow, r[i], w, r[i]);
-  }
-  return out + borrow;
+  return shifted_pass<true>(r, x, n, shift);
 }
 
 // The inverse of the odd word d modulo 2^64 (Newton's iteration, each step
