@@ -202,29 +202,31 @@ struct Toom3_products {
   Word* spare;
 };
 
+// e = (w + v) / 2 and w = (w - v) / 2^shift, v taken with its sign,
+// both exact and not negative.
+void sum_and_difference(Word* e, Word* w, const Word* v, bool v_negative, std::size_t l, unsigned shift) noexcept {
+  copy_words(e, w, l);
+  if (v_negative) {
+    sub_words(e, v, l);
+    add_words(w, v, l);
+  } else {
+    add_words(e, v, l);
+    sub_words(w, v, l);
+  }
+  shift_right_1(e, l);
+  for (unsigned i = 0; i < shift; ++i) shift_right_1(w, l);
+}
+
 // Solves for the middle coefficients c1, c2, c3 from the products at 1, -1
 // and 2 and c0, c4 already in r; adds them into r at k, 2k and 3k.
 void toom3_interpolate(Word* r, std::size_t n, std::size_t k, Toom3_products p, bool minus_1_negative) noexcept {
   const std::size_t rest = n - 2 * k, l = 2 * k + 2;
   const Word* c0 = r;
   const Word* c4 = r + 4 * k;
-  Word* w1 = p.w1;
-  Word* wm1 = p.wm1;
-  Word* spare = p.spare;
-  // 2 t1 = w(1) + w(-1) = 2 (c0 + c2 + c4); 2 t2 = w(1) - w(-1) = 2 (c1 + c3).
-  copy_words(spare, w1, l);
-  if (minus_1_negative) {
-    sub_words(w1, wm1, l);
-    add_words(wm1, spare, l);
-  } else {
-    add_words(w1, wm1, l);
-    sub_words(spare, wm1, l);
-    std::swap(wm1, spare);
-  }
-  Word* c2 = w1;
-  Word* t2 = wm1;
-  shift_right_1(c2, l);
-  shift_right_1(t2, l);
+  // t1 = (w(1) + w(-1)) / 2 = c0 + c2 + c4; t2 = (w(1) - w(-1)) / 2 = c1 + c3.
+  Word* c2 = p.spare;
+  Word* t2 = p.w1;
+  sum_and_difference(c2, t2, p.wm1, minus_1_negative, l, 1);
   sub_word(c2 + 2 * k, l - 2 * k, sub_words(c2, c0, 2 * k));
   sub_word(c2 + 2 * rest, l - 2 * rest, sub_words(c2, c4, 2 * rest));
   // c3 = ((w(2) - c0 - 4 (c2 + 4 c4)) / 2 - t2) / 3, from w(2) = c0 + 2 c1 +
@@ -327,21 +329,6 @@ void toom4_evaluate(const Word* a, std::size_t k, std::size_t r, Toom4_values& v
 void sub_at_scale(Word* x, std::size_t l, const Word* y, std::size_t m, unsigned shift) noexcept {
   const Word borrow = shift == 0 ? sub_words(x, y, m) : sub_shifted(x, y, m, shift);
   sub_word(x + m, l - m, borrow);
-}
-
-// e = (w + v) / 2^shift and w = (w - v) / 2^shift, v taken with its sign,
-// both exact and not negative.
-void sum_and_difference(Word* e, Word* w, const Word* v, bool v_negative, std::size_t l, unsigned shift) noexcept {
-  copy_words(e, w, l);
-  if (v_negative) {
-    sub_words(e, v, l);
-    add_words(w, v, l);
-  } else {
-    add_words(e, v, l);
-    sub_words(w, v, l);
-  }
-  shift_right_1(e, l);
-  for (unsigned i = 0; i < shift; ++i) shift_right_1(w, l);
 }
 
 // The products of multiply_toom4 at 1, -1, 2, -2 and 1/2 (scaled), each of
